@@ -1,0 +1,26 @@
+#pragma once
+// The subcommands of orvane-cli. Each takes the arguments after its name and returns the exit
+// status: 0 success, 1 a failure the user should read about on stderr, 2 a usage error unless the
+// command says otherwise.
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace orvane::cli {
+
+using Args = std::span<const std::string>;
+
+struct Command {
+    std::string_view name;
+    std::string_view summary;
+    int (*run)(Args args);
+};
+
+int runLayout(Args args);
+int runDemo(Args args);
+
+// True when args holds "--help" or "-h".
+bool wantsHelp(Args args);
+
+} // namespace orvane::cli

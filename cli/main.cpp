@@ -1,0 +1,57 @@
+// orvane-cli: scripted deliveries and end-to-end checks over the same core as the desktop.
+
+#include "cli/Commands.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace orvane::cli {
+
+bool wantsHelp(Args args) {
+    for (const auto& a : args)
+        if (a == "--help" || a == "-h")
+            return true;
+    return false;
+}
+
+} // namespace orvane::cli
+
+namespace {
+
+using orvane::cli::Command;
+
+constexpr std::array kCommands{
+    Command{"layout", "print a project's disc layout", orvane::cli::runLayout},
+    Command{"demo", "write a demo project with synthesised audio", orvane::cli::runDemo},
+};
+
+void printUsage(std::FILE* to) {
+    std::fprintf(to, "usage: orvane-cli COMMAND [ARGS...]\n\ncommands:\n");
+    for (const auto& c : kCommands)
+        std::fprintf(to, "  %-10.*s %.*s\n", static_cast<int>(c.name.size()), c.name.data(),
+                     static_cast<int>(c.summary.size()), c.summary.data());
+    std::fprintf(to, "\n'orvane-cli COMMAND --help' describes one command.\n");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        printUsage(stderr);
+        return 2;
+    }
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h" || name == "help") {
+        printUsage(stdout);
+        return 0;
+    }
+    const std::vector<std::string> args(argv + 2, argv + argc);
+    for (const auto& c : kCommands)
+        if (c.name == name)
+            return c.run(args);
+    std::fprintf(stderr, "orvane-cli: unknown command '%s'\n", name.c_str());
+    printUsage(stderr);
+    return 2;
+}

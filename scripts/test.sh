@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Installs the dependencies, builds Orvane with AddressSanitizer and UndefinedBehaviorSanitizer,
+# and runs every test. This is the one command CI runs.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/install-deps.sh
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+cmake --preset asan
+cmake --build --preset asan -j "$(nproc)"
+ctest --preset asan -j "$(nproc)"
