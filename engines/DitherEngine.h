@@ -1,0 +1,56 @@
+#pragma once
+// Reduces one channel of 64-bit float audio to a fixed word length with triangular dither and, for the
+// shaped types, feedback of past quantisation error. One engine per channel, used by one thread;
+// process() is real-time safe: noexcept, no allocation, no lock.
+
+#include "engines/DitherType.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace orvane {
+
+class DitherEngine final {
+  public:
+    // Replaces a seed of 0.
+    static constexpr std::uint64_t defaultSeed = 0x123456789ABCDEF0ULL;
+    // What each further channel adds to the previous channel's seed (modulo 2^64).
+    static constexpr std::uint64_t channelSeedStep = 0x9E3779B97F4A7C15ULL;
+
+    // The seed for channel index (0-based) of a render: defaultSeed + index * channelSeedStep.
+    static constexpr std::uint64_t seedForChannel(unsigned index) noexcept {
+        return defaultSeed + static_cast<std::uint64_t>(index) * channelSeedStep;
+    }
+
+    // bitDepth 2 ... 32; the renders pass 16. seed 0 means defaultSeed.
+    DitherEngine(DitherType type, int bitDepth, std::uint64_t seed) noexcept;
+
+    DitherEngine(const DitherEngine&) = delete;
+    DitherEngine& operator=(const DitherEngine&) = delete;
+
+    // Quantises the samples in place onto the grid k / scale, k in -scale ... scale (none leaves
+    // them untouched). Error history and random state carry over to the next call, so splitting a
+    // buffer between calls gives the same output as one call.
+    void process(std::span<double> samples) noexcept;
+
+    DitherType type() const noexcept { return type_; }
+    int bitDepth() const noexcept { return bitDepth_; }
+    // 2^(bitDepth - 1) - 1: 32767 at 16 bits.
+    double scale() const noexcept { return scale_; }
+    // Error history, newest first.
+    const std::array<double, 8>& errorHistory() const noexcept { return e_; }
+    std::uint64_t randomState() const noexcept { return state_; }
+
+  private:
+    template <bool Shaped> void processLoop(std::span<double> samples) noexcept;
+
+    DitherType type_;
+    int bitDepth_;
+    double scale_;
+    std::array<double, 4> c_;
+    std::array<double, 8> e_{};
+    std::uint64_t state_;
+};
+
+} // namespace orvane
