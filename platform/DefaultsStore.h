@@ -49,7 +49,8 @@ class DefaultsStore final {
     bool setDouble(std::string_view key, double newValue);
     bool setString(std::string_view key, std::string_view newValue);
     bool setStringList(std::string_view key, const std::vector<std::string>& newValue);
-    // A null value is refused (gives false, changes nothing): absence is spelled remove().
+    // Refused (false, nothing changes): a null value, for absence is spelled remove(); text that is
+    // not UTF-8; a double that is not finite.
     bool setValue(std::string_view key, const nlohmann::json& newValue);
 
     // Removes the key; rewrites the file only if the key was there. True when nothing failed.
