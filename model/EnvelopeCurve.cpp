@@ -1,0 +1,109 @@
+#include "model/EnvelopeCurve.h"
+
+#include "model/detail/SaturatingMath.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <utility>
+
+namespace orvane {
+
+namespace {
+
+// Clamped to 0...1; a value that is not a number counts as 0, a straight line.
+float unitClamped(float value) noexcept {
+    return value > 0.0f ? std::min(value, 1.0f) : 0.0f;
+}
+
+// Distance between two positions as a divisor: at least one sample.
+float spanSamples(std::int64_t from, std::int64_t to) noexcept {
+    return static_cast<float>(std::max<std::int64_t>(detail::saturatingSub(to, from), 1));
+}
+
+// Fritsch–Carlson: secant slopes, averaged inside monotone runs, flat at extrema, then limited so
+// that no segment overshoots its two levels. The ends are flat.
+std::vector<float> monotoneTangents(const std::vector<GainPoint>& pts) {
+    const std::size_t n = pts.size();
+    if (n == 0)
+        return {};
+    if (n == 1)
+        return {0.0f};
+
+    std::vector<float> slope(n - 1);
+    for (std::size_t i = 0; i + 1 < n; ++i)
+        slope[i] = (pts[i + 1].gainDB - pts[i].gainDB) /
+                   spanSamples(pts[i].positionSamples, pts[i + 1].positionSamples);
+
+    std::vector<float> tangent(n);
+    tangent[0] = slope[0];
+    tangent[n - 1] = slope[n - 2];
+    for (std::size_t k = 1; k + 1 < n; ++k)
+        tangent[k] = slope[k - 1] * slope[k] <= 0.0f ? 0.0f : (slope[k - 1] + slope[k]) / 2.0f;
+
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        if (slope[i] == 0.0f) {
+            tangent[i] = 0.0f;
+            tangent[i + 1] = 0.0f;
+            continue;
+        }
+        const float a = tangent[i] / slope[i];
+        const float b = tangent[i + 1] / slope[i];
+        const float radiusSquared = a * a + b * b;
+        if (radiusSquared > 9.0f) {
+            const float scale = 3.0f / std::sqrt(radiusSquared);
+            tangent[i] *= scale;
+            tangent[i + 1] *= scale;
+        }
+    }
+    tangent[0] = 0.0f;
+    tangent[n - 1] = 0.0f;
+    return tangent;
+}
+
+} // namespace
+
+EnvelopeCurve::EnvelopeCurve(std::vector<GainPoint> points, float globalSmoothing)
+    : pts(std::move(points)), global(unitClamped(globalSmoothing)) {
+    std::stable_sort(pts.begin(), pts.end(), [](const GainPoint& a, const GainPoint& b) {
+        return a.positionSamples < b.positionSamples;
+    });
+    tan = monotoneTangents(pts);
+}
+
+float EnvelopeCurve::dB(std::int64_t atSample, std::int64_t& seg) const noexcept {
+    assert(tan.size() == pts.size());
+    const auto n = static_cast<std::int64_t>(pts.size());
+    if (n == 0)
+        return 0.0f;
+    if (atSample <= pts.front().positionSamples)
+        return pts.front().gainDB;
+    if (atSample >= pts.back().positionSamples)
+        return pts.back().gainDB;
+
+    // From here n >= 2 and the first point lies strictly before the sample, the last strictly after.
+    seg = std::clamp<std::int64_t>(seg, 0, n - 2);
+    while (seg + 2 < n && pts[static_cast<std::size_t>(seg + 1)].positionSamples <= atSample)
+        ++seg;
+    while (seg > 0 && pts[static_cast<std::size_t>(seg)].positionSamples > atSample)
+        --seg;
+
+    const auto i = static_cast<std::size_t>(seg);
+    const GainPoint& p0 = pts[i];
+    const GainPoint& p1 = pts[i + 1];
+    const float h = spanSamples(p0.positionSamples, p1.positionSamples);
+    const float t = static_cast<float>(detail::saturatingSub(atSample, p0.positionSamples)) / h;
+    const float m = (p1.gainDB - p0.gainDB) / h;
+    // Smoothing blends each end between the secant (0) and the monotone tangent (1).
+    const float r0 = unitClamped(p0.smoothing.value_or(global));
+    const float r1 = unitClamped(p1.smoothing.value_or(global));
+    const float m0 = m + r0 * (tan[i] - m);
+    const float m1 = m + r1 * (tan[i + 1] - m);
+
+    const float t2 = t * t;
+    const float t3 = t2 * t;
+    return (2.0f * t3 - 3.0f * t2 + 1.0f) * p0.gainDB + (t3 - 2.0f * t2 + t) * h * m0 +
+           (3.0f * t2 - 2.0f * t3) * p1.gainDB + (t3 - t2) * h * m1;
+}
+
+} // namespace orvane

@@ -1,0 +1,26 @@
+#include "model/GainEvaluator.h"
+
+#include "model/CDTrack.h"
+#include "model/detail/RateScale.h"
+
+#include <utility>
+#include <vector>
+
+namespace orvane {
+
+GainEvaluator::GainEvaluator(const CDTrack& track, std::int64_t samplesPerFrame) {
+    // The envelope has its own switch and does not depend on gainEnabled.
+    std::vector<GainPoint> points;
+    if (track.envelopeEnabled)
+        points = track.gainPoints;
+    for (GainPoint& point : points)
+        point.positionSamples = detail::scaleDiscSamples(point.positionSamples, samplesPerFrame);
+
+    curve = EnvelopeCurve(std::move(points), track.envelopeSmoothing);
+    baseMultiplier = track.gainEnabled ? TrackGain::linear(track.gainDB) : 1.0f;
+    isUnity = !TrackGain::isActive(track);
+    hasPoints = !curve.isEmpty();
+    seg = 0;
+}
+
+} // namespace orvane
