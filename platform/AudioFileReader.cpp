@@ -1,0 +1,172 @@
+#include "platform/AudioFileReader.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace orvane {
+
+namespace {
+
+// Frames de-interleaved per libsndfile call; bounds the scratch memory of a reader.
+constexpr std::size_t kChunkFrames = 4096;
+
+AudioFileError error(AudioFileErrorCode code, std::string message) {
+    return AudioFileError{"AudioFile", code, std::move(message)};
+}
+
+AudioContainer containerOf(int format) {
+    switch (format & SF_FORMAT_TYPEMASK) {
+    case SF_FORMAT_WAV:
+    case SF_FORMAT_WAVEX:
+    case SF_FORMAT_RF64:
+        return AudioContainer::wav;
+    case SF_FORMAT_AIFF:
+        return AudioContainer::aiff;
+    case SF_FORMAT_FLAC:
+        return AudioContainer::flac;
+    case SF_FORMAT_OGG:
+        return AudioContainer::ogg;
+    case SF_FORMAT_MPEG:
+        return AudioContainer::mp3;
+    default:
+        return AudioContainer::other;
+    }
+}
+
+AudioSampleFormat sampleFormatOf(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+        return AudioSampleFormat::int8;
+    case SF_FORMAT_PCM_16:
+        return AudioSampleFormat::int16;
+    case SF_FORMAT_PCM_24:
+        return AudioSampleFormat::int24;
+    case SF_FORMAT_PCM_32:
+        return AudioSampleFormat::int32;
+    case SF_FORMAT_FLOAT:
+        return AudioSampleFormat::float32;
+    case SF_FORMAT_DOUBLE:
+        return AudioSampleFormat::float64;
+    default:
+        return AudioSampleFormat::compressed;
+    }
+}
+
+} // namespace
+
+struct AudioFileReader::Handle {
+    SNDFILE* file = nullptr;
+    ~Handle() {
+        if (file != nullptr) {
+            sf_close(file);
+        }
+    }
+};
+
+tl::expected<AudioFileReader, AudioFileError> AudioFileReader::open(const std::filesystem::path& path) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        return tl::unexpected(error(AudioFileErrorCode::openFailed,
+                                    "Cannot open audio file \"" + path.string() + "\": a folder"));
+    }
+    SF_INFO info{};
+    auto handle = std::make_unique<Handle>();
+    handle->file = sf_open(path.c_str(), SFM_READ, &info);
+    if (handle->file == nullptr) {
+        return tl::unexpected(
+            error(AudioFileErrorCode::openFailed,
+                  "Cannot open audio file \"" + path.string() + "\": " + sf_strerror(nullptr)));
+    }
+    if (info.channels <= 0 || info.samplerate <= 0) {
+        return tl::unexpected(
+            error(AudioFileErrorCode::openFailed,
+                  "Cannot open audio file \"" + path.string() + "\": no channels or no rate"));
+    }
+    // Integer samples arrive as s / 2^(bits-1), exactly; float files pass through unscaled.
+    sf_command(handle->file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
+    AudioFileFormat format{containerOf(info.format), sampleFormatOf(info.format),
+                           static_cast<double>(info.samplerate), info.channels};
+    const std::int64_t length = info.frames == SF_COUNT_MAX ? 0 : std::max<std::int64_t>(info.frames, 0);
+    return AudioFileReader(path, std::move(handle), format, length);
+}
+
+AudioFileReader::AudioFileReader(std::filesystem::path path, std::unique_ptr<Handle> handle,
+                                 AudioFileFormat format, std::int64_t lengthFrames)
+    : path_(std::move(path)), handle_(std::move(handle)), format_(format), lengthFrames_(lengthFrames) {
+    if (format_.channelCount > 1) {
+        interleaved_.resize(kChunkFrames * static_cast<std::size_t>(format_.channelCount));
+    }
+}
+
+AudioFileReader::AudioFileReader(AudioFileReader&&) noexcept = default;
+AudioFileReader& AudioFileReader::operator=(AudioFileReader&&) noexcept = default;
+AudioFileReader::~AudioFileReader() = default;
+
+tl::expected<void, AudioFileError> AudioFileReader::setFramePosition(std::int64_t frame) {
+    if (frame < 0) {
+        return tl::unexpected(
+            error(AudioFileErrorCode::seekFailed,
+                  "Cannot seek to frame " + std::to_string(frame) + " of \"" + path_.string() + "\""));
+    }
+    if (frame >= lengthFrames_) {
+        // Past the end: nothing to move in the decoder; reads from here give no frames.
+        framePosition_ = frame;
+        return {};
+    }
+    if (sf_seek(handle_->file, frame, SEEK_SET) < 0) {
+        return tl::unexpected(
+            error(AudioFileErrorCode::seekFailed, "Cannot seek to frame " + std::to_string(frame) + " of \"" +
+                                                      path_.string() + "\": " + sf_strerror(handle_->file)));
+    }
+    framePosition_ = frame;
+    return {};
+}
+
+tl::expected<std::size_t, AudioFileError> AudioFileReader::read(AudioBuffer& buffer, std::size_t frameCount) {
+    if (buffer.channelCount() != format_.channelCount) {
+        return tl::unexpected(
+            error(AudioFileErrorCode::formatMismatch, "A buffer of " + std::to_string(buffer.channelCount()) +
+                                                          " channels cannot take audio of " +
+                                                          std::to_string(format_.channelCount)));
+    }
+    buffer.setFrameLength(0);
+    const std::int64_t remaining = std::max<std::int64_t>(lengthFrames_ - framePosition_, 0);
+    const std::size_t wanted =
+        std::min({frameCount, buffer.frameCapacity(), static_cast<std::size_t>(remaining)});
+    const int channels = format_.channelCount;
+    std::size_t done = 0;
+    while (done < wanted) {
+        const std::size_t chunk = std::min(wanted - done, channels == 1 ? wanted - done : kChunkFrames);
+        float* target = channels == 1 ? buffer.channel(0) + done : interleaved_.data();
+        const sf_count_t got = sf_readf_float(handle_->file, target, static_cast<sf_count_t>(chunk));
+        if (got > 0 && channels > 1) {
+            for (int c = 0; c < channels; ++c) {
+                float* out = buffer.channel(c) + done;
+                for (sf_count_t i = 0; i < got; ++i) {
+                    out[i] = interleaved_[static_cast<std::size_t>(i) * static_cast<std::size_t>(channels) +
+                                          static_cast<std::size_t>(c)];
+                }
+            }
+        }
+        if (got > 0) {
+            done += static_cast<std::size_t>(got);
+            framePosition_ += got;
+            buffer.setFrameLength(done);
+        }
+        if (got < static_cast<sf_count_t>(chunk)) {
+            if (sf_error(handle_->file) != SF_ERR_NO_ERROR) {
+                return tl::unexpected(
+                    error(AudioFileErrorCode::readFailed,
+                          "Cannot read \"" + path_.string() + "\": " + sf_strerror(handle_->file)));
+            }
+            break; // the data ends before the length the header promised: a short read
+        }
+    }
+    return done;
+}
+
+} // namespace orvane
