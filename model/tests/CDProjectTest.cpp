@@ -1,0 +1,43 @@
+#include "model/CDProject.h"
+
+#include <gtest/gtest.h>
+
+namespace orvane {
+namespace {
+
+TEST(CDProject, effectiveMasterSettingsFallBackToTheDefaults) {
+    // Absent master settings read as Velmont SRC, TPDF and Linear; hybrid only when present and true.
+    CDProject project;
+    EXPECT_EQ(project.effectiveMasterSRC(), "Velmont SRC");
+    EXPECT_EQ(project.effectiveMasterDither(), "TPDF");
+    EXPECT_EQ(project.effectiveMasterSRCPhase(), "Linear");
+    EXPECT_FALSE(project.isSRCHybrid());
+    project.masterSRC = "SoX VHQ";
+    project.masterDither = "None";
+    project.masterSRCPhase = "Minimum";
+    project.srcHybridMode = true;
+    EXPECT_EQ(project.effectiveMasterSRC(), "SoX VHQ");
+    EXPECT_EQ(project.effectiveMasterDither(), "None");
+    EXPECT_EQ(project.effectiveMasterSRCPhase(), "Minimum");
+    EXPECT_TRUE(project.isSRCHybrid());
+}
+
+TEST(CDProject, copiesAreSnapshotsComparedMemberwise) {
+    // A copy is equal until any field, an id included, changes; indexOfTrack finds tracks by id.
+    CDProject project;
+    project.tracks = {CDTrack::make("A", std::nullopt, 150, 44100),
+                      CDTrack::make("B", std::nullopt, 0, 44100)};
+    CDProject copy = project;
+    EXPECT_EQ(copy, project);
+    copy.tracks[1].id = Uuid::random();
+    EXPECT_NE(copy, project);
+    copy = project;
+    copy.tracks[0].gainPoints.push_back(GainPoint{Uuid::random(), 0, -1.0f, std::nullopt});
+    EXPECT_NE(copy, project);
+
+    EXPECT_EQ(project.indexOfTrack(project.tracks[1].id), 1u);
+    EXPECT_FALSE(project.indexOfTrack(Uuid::random()).has_value());
+}
+
+} // namespace
+} // namespace orvane
