@@ -5,6 +5,12 @@
 
 namespace orvane {
 
+std::int64_t RedBook::discSamplesForFileLength(std::int64_t fileFrames, double fileSampleRate) {
+    if (fileSampleRate == 44100.0)
+        return fileFrames;
+    return static_cast<std::int64_t>((44100.0 / fileSampleRate) * static_cast<double>(fileFrames));
+}
+
 CDTime CDTime::fromSamples(std::int64_t samples) {
     return CDTime{static_cast<std::int64_t>(
         std::ceil(static_cast<double>(samples) / static_cast<double>(RedBook::samplesPerFrame)))};

@@ -16,6 +16,11 @@ inline constexpr std::int64_t framesPerSecond = 75;
 inline constexpr std::int64_t minTrackFrames = 300; // 4 seconds
 inline constexpr std::int64_t track1PregapFrames = 150;
 inline constexpr std::int64_t maxTracks = 99;
+
+// A source file's length in disc samples when it enters the project: the frame count as it is at
+// exactly 44,100 Hz, else (44100.0 / rate) * frames in double, truncated toward zero.
+std::int64_t discSamplesForFileLength(std::int64_t fileFrames, double fileSampleRate);
+
 } // namespace RedBook
 
 struct MSF {
