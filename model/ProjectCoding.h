@@ -1,8 +1,8 @@
 #pragma once
 // The JSON coding of the project records, exactly as documents hold them: absent optionals are
 // left out, every other field is always written, unknown keys are ignored, a missing required key
-// or a value of the wrong type fails the whole document. 32-bit floats are written in their
-// shortest decimal form, so 0.1 stays 0.1. Any thread.
+// or a value of the wrong type fails the whole document (an optional key holding null reads as
+// absent). 32-bit floats are written in their shortest decimal form, so 0.1 stays 0.1. Any thread.
 
 #include "model/CDProject.h"
 
