@@ -5,23 +5,6 @@
 namespace orvane {
 namespace {
 
-TEST(CDProject, effectiveMasterSettingsFallBackToTheDefaults) {
-    // Absent master settings read as Velmont SRC, TPDF and Linear; hybrid only when present and true.
-    CDProject project;
-    EXPECT_EQ(project.effectiveMasterSRC(), "Velmont SRC");
-    EXPECT_EQ(project.effectiveMasterDither(), "TPDF");
-    EXPECT_EQ(project.effectiveMasterSRCPhase(), "Linear");
-    EXPECT_FALSE(project.isSRCHybrid());
-    project.masterSRC = "SoX VHQ";
-    project.masterDither = "None";
-    project.masterSRCPhase = "Minimum";
-    project.srcHybridMode = true;
-    EXPECT_EQ(project.effectiveMasterSRC(), "SoX VHQ");
-    EXPECT_EQ(project.effectiveMasterDither(), "None");
-    EXPECT_EQ(project.effectiveMasterSRCPhase(), "Minimum");
-    EXPECT_TRUE(project.isSRCHybrid());
-}
-
 TEST(CDProject, copiesAreSnapshotsComparedMemberwise) {
     // A copy is equal until any field, an id included, changes; indexOfTrack finds tracks by id.
     CDProject project;
