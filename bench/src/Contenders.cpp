@@ -1,0 +1,153 @@
+#include "Contenders.h"
+
+#include "engines/MeridonReference.h"
+#include "engines/SoxrSRC.h"
+#include "engines/VelmontSRC.h"
+
+#include <samplerate.h>
+#include <soxr.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+
+namespace orvane::bench {
+
+namespace {
+
+constexpr std::size_t kBlockFrames = 65536;
+
+// Runs one StreamingResampler per channel, block by block, as the file conversion does.
+template <typename Make> Channels perChannel(const Channels& input, Make make) {
+    Channels out(input.size());
+    std::vector<double> block;
+    for (std::size_t c = 0; c < input.size(); ++c) {
+        auto resampler = make();
+        const auto& in = input[c];
+        for (std::size_t start = 0; start < in.size(); start += kBlockFrames) {
+            const std::size_t n = std::min(kBlockFrames, in.size() - start);
+            block.assign(in.begin() + static_cast<std::ptrdiff_t>(start),
+                         in.begin() + static_cast<std::ptrdiff_t>(start + n));
+            const auto y = resampler->processBlock(block);
+            out[c].insert(out[c].end(), y.begin(), y.end());
+        }
+        const auto tail = resampler->flush();
+        out[c].insert(out[c].end(), tail.begin(), tail.end());
+    }
+    return out;
+}
+
+// libsoxr's own multichannel API: split 64-bit channels, very high quality, linear phase, one thread.
+Channels soxrDirect(const Channels& input, int fsIn, int fsOut) {
+    const unsigned channels = static_cast<unsigned>(input.size());
+    const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_S, SOXR_FLOAT64_S);
+    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+    const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
+    soxr_error_t error = nullptr;
+    soxr_t soxr = soxr_create(fsIn, fsOut, channels, &error, &io, &quality, &runtime);
+    if (error)
+        throw std::runtime_error(error);
+    const std::size_t total = input.empty() ? 0 : input[0].size();
+    const std::size_t outChunk =
+        kBlockFrames * static_cast<std::size_t>(fsOut) / static_cast<std::size_t>(fsIn) + 64;
+    Channels out(channels);
+    Channels chunk(channels, std::vector<double>(outChunk));
+    std::vector<const double*> inPtr(channels);
+    std::vector<double*> outPtr(channels);
+    for (unsigned c = 0; c < channels; ++c)
+        outPtr[c] = chunk[c].data();
+    auto collect = [&](std::size_t produced) {
+        for (unsigned c = 0; c < channels; ++c)
+            out[c].insert(out[c].end(), chunk[c].begin(),
+                          chunk[c].begin() + static_cast<std::ptrdiff_t>(produced));
+    };
+    std::size_t pos = 0;
+    while (pos < total) {
+        const std::size_t n = std::min(kBlockFrames, total - pos);
+        for (unsigned c = 0; c < channels; ++c)
+            inPtr[c] = input[c].data() + pos;
+        std::size_t idone = 0, odone = 0;
+        soxr_process(soxr, inPtr.data(), n, &idone, outPtr.data(), outChunk, &odone);
+        collect(odone);
+        pos += idone;
+    }
+    for (;;) {
+        std::size_t odone = 0;
+        soxr_process(soxr, nullptr, 0, nullptr, outPtr.data(), outChunk, &odone);
+        if (odone == 0)
+            break;
+        collect(odone);
+    }
+    soxr_delete(soxr);
+    return out;
+}
+
+// libsamplerate's best sinc, interleaved 32-bit floats as its API takes them.
+Channels samplerateBest(const Channels& input, int fsIn, int fsOut) {
+    const int channels = static_cast<int>(input.size());
+    int error = 0;
+    SRC_STATE* state = src_new(SRC_SINC_BEST_QUALITY, channels, &error);
+    if (!state)
+        throw std::runtime_error(src_strerror(error));
+    const double ratio = static_cast<double>(fsOut) / fsIn;
+    const std::size_t total = input.empty() ? 0 : input[0].size();
+    const std::size_t outChunk = static_cast<std::size_t>(kBlockFrames * ratio) + 64;
+    std::vector<float> in(kBlockFrames * static_cast<std::size_t>(channels));
+    std::vector<float> outBuf(outChunk * static_cast<std::size_t>(channels));
+    Channels out(static_cast<std::size_t>(channels));
+    std::size_t pos = 0;
+    bool ended = false;
+    while (!ended) {
+        const std::size_t n = std::min(kBlockFrames, total - pos);
+        for (std::size_t i = 0; i < n; ++i)
+            for (int c = 0; c < channels; ++c)
+                in[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)] =
+                    static_cast<float>(input[static_cast<std::size_t>(c)][pos + i]);
+        SRC_DATA data{};
+        data.data_in = in.data();
+        data.input_frames = static_cast<long>(n);
+        data.end_of_input = pos + n >= total ? 1 : 0;
+        data.src_ratio = ratio;
+        std::size_t used = 0;
+        do {
+            data.data_in = in.data() + used * static_cast<std::size_t>(channels);
+            data.input_frames = static_cast<long>(n - used);
+            data.data_out = outBuf.data();
+            data.output_frames = static_cast<long>(outChunk);
+            if (int e = src_process(state, &data))
+                throw std::runtime_error(src_strerror(e));
+            for (long i = 0; i < data.output_frames_gen; ++i)
+                for (int c = 0; c < channels; ++c)
+                    out[static_cast<std::size_t>(c)].push_back(
+                        outBuf[static_cast<std::size_t>(i * channels + c)]);
+            used += static_cast<std::size_t>(data.input_frames_used);
+        } while (used < n || (data.end_of_input && data.output_frames_gen > 0));
+        pos += n;
+        ended = data.end_of_input != 0;
+    }
+    src_delete(state);
+    return out;
+}
+
+} // namespace
+
+std::vector<Contender> allContenders() {
+    return {
+        {"Velmont SRC",
+         [](const Channels& in, int fsIn, int fsOut) {
+             return perChannel(in, [&] { return VelmontSRC::makeEngine(fsIn, fsOut); });
+         }},
+        {"Meridon Reference",
+         [](const Channels& in, int fsIn, int fsOut) {
+             return perChannel(in, [&] { return MeridonReference::makeEngine(fsIn, fsOut, std::nullopt); });
+         }},
+        {"SoX VHQ (adapter)",
+         [](const Channels& in, int fsIn, int fsOut) {
+             return perChannel(in, [&] { return std::make_unique<SoxrSRC>(fsIn, fsOut, false); });
+         }},
+        {"libsoxr VHQ direct", soxrDirect},
+        {"libsamplerate best", samplerateBest},
+    };
+}
+
+} // namespace orvane::bench

@@ -1,0 +1,193 @@
+#include "engines/SRCEngine64.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <numeric>
+
+namespace orvane {
+
+namespace {
+
+constexpr double kPhaseFractionScale = 2.3283064365386963e-10; // 2^-32
+constexpr std::int64_t kFractionMask = 0xffffffffLL;
+constexpr int kInterpolateLongFilterAbove = 256;
+
+// Sixteen running sums, each over the taps with the same index mod 16, added in one fixed order at
+// the end. Every path below keeps this order, so a result never depends on which path or which
+// instruction set produced it; the form lets the compiler keep the sums in vector registers (four
+// chains of four with AVX, eight of two with SSE2) without reordering a single addition.
+// The rows are padded to whole steps of 16 (leading zeros), so there is no ragged end.
+constexpr std::size_t kLanes = PolyphaseFilterBank64::paddedTapStep;
+
+inline double sumLanes(const double* acc) {
+    double s[8];
+    for (std::size_t j = 0; j < 8; ++j)
+        s[j] = acc[j] + acc[j + 8];
+    double r[4];
+    for (std::size_t j = 0; j < 4; ++j)
+        r[j] = s[j] + s[j + 4];
+    return (r[0] + r[2]) + (r[1] + r[3]);
+}
+
+inline double dot(const double* __restrict x, const double* __restrict c, std::size_t taps) {
+    double acc[kLanes] = {};
+    for (std::size_t t = 0; t < taps; t += kLanes)
+        for (std::size_t j = 0; j < kLanes; ++j)
+            acc[j] += x[t + j] * c[t + j];
+    return sumLanes(acc);
+}
+
+// The dot product against the row interpolated between c0 and c1 at fraction f.
+inline double dotInterpolated(const double* __restrict x, const double* __restrict c0,
+                              const double* __restrict c1, double f, std::size_t taps) {
+    double acc[kLanes] = {};
+    for (std::size_t t = 0; t < taps; t += kLanes)
+        for (std::size_t j = 0; j < kLanes; ++j)
+            acc[j] += x[t + j] * (c0[t + j] + f * (c1[t + j] - c0[t + j]));
+    return sumLanes(acc);
+}
+
+// Row of the bank for a phase, wrapping negative phases into 0 ... L - 1.
+inline std::int64_t rowOf(std::int64_t phase, std::int64_t L) noexcept {
+    const std::int64_t whole = phase >> 32;
+    if (phase >= 0)
+        return whole;
+    const std::int64_t r = whole % L;
+    return r < 0 ? r + L : r;
+}
+
+struct Walk {
+    const double* rows;    // the padded bank
+    std::size_t rowStride; // padded taps
+    bool longFilter;       // more than 256 real taps: interpolate two dot products, not the rows
+    std::int64_t L;
+    std::int64_t Lprec;
+    std::int64_t Mprec;
+};
+
+// The phase walk over `positions` windows of x, window i being x[i ... i + rowStride - 1] with its
+// newest sample last; returns the phase after it. Integer start phases (every preset) keep the
+// fraction at 0, where the interpolation is an exact no-op and the plain dot product gives the
+// same bits.
+template <bool Interpolate>
+inline std::int64_t walkPositions(const Walk& w, const double* x, std::size_t positions, std::int64_t phase,
+                                  std::vector<double>& output) {
+    const std::size_t stride = w.rowStride;
+    for (std::size_t i = 0; i < positions; ++i, phase -= w.Lprec) {
+        const double* window = x + i;
+        while (phase < w.Lprec) {
+            const double* c0 = w.rows + static_cast<std::size_t>(rowOf(phase, w.L)) * stride;
+            double y;
+            if constexpr (Interpolate) {
+                const double f = static_cast<double>(static_cast<std::uint32_t>(phase & kFractionMask)) *
+                                 kPhaseFractionScale;
+                if (w.longFilter) {
+                    const double a = dot(window, c0, stride);
+                    const double b = dot(window, c0 + stride, stride);
+                    y = a + f * (b - a);
+                } else {
+                    y = dotInterpolated(window, c0, c0 + stride, f, stride);
+                }
+            } else {
+                y = dot(window, c0, stride);
+            }
+            output.push_back(y);
+            phase += w.Mprec;
+        }
+    }
+    return phase;
+}
+
+// The hot loop of every conversion, built for AVX2 as well where the processor has it; the choice
+// is made once at load time. No FMA, so both builds give the same bits.
+[[gnu::target_clones("avx2", "default")]] std::int64_t walkWholePhase(const Walk& w, const double* x,
+                                                                      std::size_t positions,
+                                                                      std::int64_t phase,
+                                                                      std::vector<double>& output) {
+    return walkPositions<false>(w, x, positions, phase, output);
+}
+
+std::int64_t walkFractionalPhase(const Walk& w, const double* x, std::size_t positions, std::int64_t phase,
+                                 std::vector<double>& output) {
+    return walkPositions<true>(w, x, positions, phase, output);
+}
+
+} // namespace
+
+RateRatio reducedRatio(int fsIn, int fsOut) {
+    assert(fsIn > 0 && fsOut > 0);
+    const int g = std::gcd(fsIn, fsOut);
+    return {fsOut / g, fsIn / g};
+}
+
+SRCEngine64::SRCEngine64(int fsIn, int fsOut, std::shared_ptr<const PolyphaseFilterBank64> precomputedBank,
+                         double startPhase)
+    : fs_in_(fsIn), fs_out_(fsOut), L_(precomputedBank->L()), M_(precomputedBank->M()),
+      bank_(std::move(precomputedBank)), L_prec_(static_cast<std::int64_t>(L_) << 32),
+      M_prec_(static_cast<std::int64_t>(M_) << 32),
+      phase_acc_(static_cast<std::int64_t>(startPhase * 4294967296.0)), tapsPerPhase_(bank_->tapsPerPhase()),
+      history_(static_cast<std::size_t>(bank_->paddedTaps() - 1), 0.0),
+      zeros_(static_cast<std::size_t>(tapsPerPhase_ >= 2 ? tapsPerPhase_ / 2 : 0), 0.0) {
+    assert(fsIn > 0 && fsOut > 0);
+    assert(L_ > 0 && M_ > 0 && tapsPerPhase_ > 0);
+}
+
+SRCEngine64::SRCEngine64(int fsIn, int fsOut, double stopbandDB, double fcRatio, int tapsPerPhase,
+                         const std::string& windowType, std::optional<double> beta, double startPhase,
+                         bool alignCenter)
+    : SRCEngine64(fsIn, fsOut,
+                  std::make_shared<const PolyphaseFilterBank64>(
+                      reducedRatio(fsIn, fsOut).L, reducedRatio(fsIn, fsOut).M, stopbandDB, fcRatio,
+                      tapsPerPhase, windowType, beta, startPhase, alignCenter),
+                  startPhase) {}
+
+std::span<const double> SRCEngine64::history() const noexcept {
+    const std::size_t extra = history_.size() - static_cast<std::size_t>(tapsPerPhase_ - 1);
+    return std::span<const double>(history_).subspan(extra);
+}
+
+std::vector<double> SRCEngine64::processBlock(const std::vector<double>& input) {
+    std::vector<double> out;
+    process(input, out);
+    return out;
+}
+
+std::vector<double> SRCEngine64::flush() {
+    std::vector<double> out;
+    flushInto(out);
+    return out;
+}
+
+void SRCEngine64::flushInto(std::vector<double>& output) {
+    process(zeros_, output);
+}
+
+void SRCEngine64::process(std::span<const double> input, std::vector<double>& output) {
+    const std::size_t n = input.size();
+    if (n == 0)
+        return; // nothing moves: the window has no new sample to stand on
+    const std::size_t keep = history_.size();
+    const std::size_t length = keep + n;
+    if (work_.size() < length)
+        work_.resize(length);
+    std::copy(history_.begin(), history_.end(), work_.begin());
+    std::copy(input.begin(), input.end(), work_.begin() + static_cast<std::ptrdiff_t>(keep));
+    std::copy(work_.begin() + static_cast<std::ptrdiff_t>(length - keep),
+              work_.begin() + static_cast<std::ptrdiff_t>(length), history_.begin());
+
+    const double expected = std::trunc(static_cast<double>(n) * L_ / M_) + 100.0;
+    output.reserve(output.size() + static_cast<std::size_t>(expected));
+    const Walk walk{bank_->paddedBank(),
+                    static_cast<std::size_t>(bank_->paddedTaps()),
+                    tapsPerPhase_ > kInterpolateLongFilterAbove,
+                    L_,
+                    L_prec_,
+                    M_prec_};
+    if ((phase_acc_ & kFractionMask) == 0)
+        phase_acc_ = walkWholePhase(walk, work_.data(), n, phase_acc_, output);
+    else
+        phase_acc_ = walkFractionalPhase(walk, work_.data(), n, phase_acc_, output);
+}
+
+} // namespace orvane

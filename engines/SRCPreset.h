@@ -1,0 +1,51 @@
+#pragma once
+// The five conversion algorithms a user can choose, their stored names, whether they offer a phase
+// choice, and the parameter record that describes each. The raw strings are stored in project
+// documents, so they never change. Pure functions; callable from any thread.
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvane {
+
+enum class SRCPreset { velmontSRC, meridonReference, soxVHQ, r8brainFree, ssrcShibata };
+
+// Every preset, in the order the interface lists them.
+inline constexpr std::array<SRCPreset, 5> allSRCPresets{SRCPreset::velmontSRC, SRCPreset::meridonReference,
+                                                        SRCPreset::soxVHQ, SRCPreset::r8brainFree,
+                                                        SRCPreset::ssrcShibata};
+
+// The stored name: "Velmont SRC", "Meridon Reference", "SoX VHQ", "r8brain Free", "SSRC Shibata".
+std::string_view rawValue(SRCPreset preset);
+// The preset with exactly this stored name; absent for any other string.
+std::optional<SRCPreset> srcPresetFromRaw(std::string_view raw);
+// What a conversion runs for a stored name: an unknown string converts as velmontSRC.
+SRCPreset srcPresetForConversion(std::string_view raw);
+
+// True where the converter has no phase choice (velmontSRC, meridonReference, ssrcShibata).
+bool isLinearOnly(SRCPreset preset);
+// The same for a stored name; false for a string that names no preset.
+bool isLinearOnly(std::string_view raw);
+
+// What a preset's filter is, for a rate pair. Only the Meridon Reference design reads it; for the
+// others it describes the algorithm.
+struct SRCParams {
+    double stopband_db = -160.0;
+    double fc_ratio = 1.0;         // cut-off as a ratio of the lower Nyquist frequency
+    int taps = 116;                // taps per phase
+    std::string window = "kaiser"; // always "kaiser"
+    std::optional<double> beta;    // Kaiser beta
+    double start_phase = 0.0;      // in units of 1/L input sample
+    bool alignCenter = true;       // always true
+
+    bool operator==(const SRCParams&) const = default;
+};
+
+// The record for a preset and a rate pair.
+SRCParams params(SRCPreset preset, int fsIn, int targetFs);
+// The same from a stored name; an unknown name gives the "Velmont SRC" record.
+SRCParams getParams(std::string_view quality, int fsIn, int targetFs);
+
+} // namespace orvane
