@@ -2,8 +2,8 @@
 // The vinyl release of a project: its tracks arranged into sides, by track id, with a gap per
 // placement and an optional vinyl-only edit. Pure values and functions; any thread.
 
-#include "model/GainPoint.h"
 #include "model/FileURL.h"
+#include "model/GainPoint.h"
 #include "model/Uuid.h"
 
 #include <cstdint>
@@ -38,7 +38,7 @@ struct VinylEdit {
     std::optional<std::string> takeSRCPhase;
 
     static VinylEdit from(const CDTrack& track); // equals the track's CD edit, no take
-    void apply(CDTrack& track) const;             // the take (if any), then the twelve edit fields
+    void apply(CDTrack& track) const;            // the take (if any), then the twelve edit fields
 
     bool operator==(const VinylEdit&) const = default;
 };
@@ -67,7 +67,7 @@ struct VinylFormat {
     std::string_view name;
     std::int64_t targetFrames = 0;
 
-    static std::span<const VinylFormat> presets(); // 12″ 33⅓, 12″ 45, 10″ 33⅓, 7″ 45
+    static std::span<const VinylFormat> presets(); // 12″ 33⅓, 12″ 45, 10″ 33⅓, 7″ 45, in that order
 };
 
 struct EntryLocation {
@@ -82,17 +82,25 @@ struct VinylProgram {
     std::optional<std::string> formatName;
 
     static std::string sideLabel(std::size_t index); // "Side A".."Side H", then "Side 9", ...
+    // Two sides split where their lengths are closest, never inside a segue; ties go to the earlier split.
     static VinylProgram defaultProgram(const CDProject& project);
 
     void sanitize(const CDProject& project); // drop entries of missing or repeated tracks; keep 2 sides
-    void removeSide(std::size_t index);     // only with more than 2 sides; relabels the rest
+    void removeSide(std::size_t index);      // only with more than 2 sides; relabels the rest
 
-    std::optional<VinylEdit> edit(const Uuid& trackID) const;
+    // The placement of a track: the first match, sides in order, entries in order.
     std::optional<EntryLocation> entryLocation(const Uuid& trackID) const;
     std::optional<std::size_t> sideIndex(const Uuid& trackID) const;
+    // The track's override; nothing when it has none or stands on no side.
+    std::optional<VinylEdit> edit(const Uuid& trackID) const;
+    // The project's tracks on no side ("Not on Vinyl"), in project order.
     std::vector<Uuid> unusedTrackIDs(const CDProject& project) const;
+    // The track as vinyl hears it: its CD fields with the vinyl edit applied; nothing for an unknown id.
     std::optional<CDTrack> effectiveTrack(const Uuid& trackID, const CDProject& project) const;
+    // One side as an ordinary disc: the side's tracks with their gaps, edits applied and CD index
+    // markers dropped, the first with the 2-second pre-gap. Out of range: no tracks.
     CDProject sideProject(std::size_t index, const CDProject& project) const;
+    // First audio frame to last of the side's layout; nothing for an empty side or a failed layout.
     std::optional<std::int64_t> sideLengthFrames(std::size_t index, const CDProject& project) const;
 
     bool operator==(const VinylProgram&) const = default;
