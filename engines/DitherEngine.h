@@ -23,15 +23,18 @@ class DitherEngine final {
         return defaultSeed + static_cast<std::uint64_t>(index) * channelSeedStep;
     }
 
-    // bitDepth 2 ... 32; the renders pass 16. seed 0 means defaultSeed.
+    // bitDepth 2 ... 32 (asserted; limited to that range otherwise); the renders pass 16. Seed 0 means
+    // defaultSeed.
     DitherEngine(DitherType type, int bitDepth, std::uint64_t seed) noexcept;
 
     DitherEngine(const DitherEngine&) = delete;
     DitherEngine& operator=(const DitherEngine&) = delete;
 
     // Quantises the samples in place onto the grid k / scale, k in -scale ... scale (none leaves
-    // them untouched). Error history and random state carry over to the next call, so splitting a
-    // buffer between calls gives the same output as one call.
+    // them untouched). A NaN or infinite sample counts as silence, and a history whose sum overflows (long
+    // overload of a shaper) starts again from zero, so the output stays on the grid. Error history and random
+    // state carry over to the next call, so splitting a buffer between calls gives the same output as one
+    // call.
     void process(std::span<double> samples) noexcept;
 
     DitherType type() const noexcept { return type_; }
@@ -43,7 +46,7 @@ class DitherEngine final {
     std::uint64_t randomState() const noexcept { return state_; }
 
   private:
-    template <bool Shaped> void processLoop(std::span<double> samples) noexcept;
+    template <DitherType Type> void processLoop(std::span<double> samples) noexcept;
 
     DitherType type_;
     int bitDepth_;

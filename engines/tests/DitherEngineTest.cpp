@@ -1,0 +1,364 @@
+#include "engines/DitherEngine.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <cstring>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace orvane {
+namespace {
+
+// The algorithm written out step by step, as plainly as possible, to hold the engine's faster
+// arithmetic against: plain conversions, std::round, clamps after rounding, an array history.
+struct ReferenceDither {
+    DitherType type;
+    double scale;
+    std::array<double, 4> c;
+    std::array<double, 8> e{};
+    std::uint64_t state;
+
+    ReferenceDither(DitherType t, int bits, std::uint64_t seed)
+        : type(t), scale(std::pow(2.0, bits - 1) - 1.0), c(ditherFeedback(t)),
+          state(seed == 0 ? 0x123456789ABCDEF0ULL : seed) {}
+
+    double nextUnit() {
+        state ^= state >> 12;
+        state ^= state << 25;
+        state ^= state >> 27;
+        return static_cast<double>(state) * std::pow(2.0, -64);
+    }
+    double nextDither() {
+        const double u1 = nextUnit();
+        const double u2 = nextUnit();
+        return (u1 + u2) + (-1.0);
+    }
+    double clamped(double q) const { return q > scale ? scale : (q < -scale ? -scale : q); }
+
+    void process(std::vector<double>& samples) {
+        if (type == DitherType::none) {
+            return;
+        }
+        const double inverse = 1.0 / scale;
+        for (double& x : samples) {
+            const double y = scale * x;
+            if (type == DitherType::tpdf) {
+                const double d = nextDither();
+                x = clamped(std::round(y + d)) * inverse;
+                continue;
+            }
+            const double w = c[0] * e[0] + c[1] * e[1] + c[2] * e[2] + c[3] * e[3];
+            const double d = nextDither();
+            const double v = w + (y + d);
+            const double q = clamped(std::round(v));
+            for (int k = 7; k > 0; --k) {
+                e[static_cast<std::size_t>(k)] = e[static_cast<std::size_t>(k - 1)];
+            }
+            e[0] = q - v;
+            x = q * inverse;
+        }
+    }
+};
+
+bool sameBits(const std::vector<double>& a, const std::vector<double>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+// Music-like levels with silence, tiny values and now and then a sample at or over full scale, rare
+// enough that every shaper's history stays finite.
+std::vector<double> mixedSignal(std::size_t n, unsigned seed) {
+    std::mt19937_64 random(seed);
+    std::uniform_real_distribution<double> level(-0.99, 0.99);
+    std::vector<double> x(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        switch (i % 7) {
+        case 0:
+            x[i] = 0.0; // digital silence, where the sign of zero is decided
+            break;
+        case 1:
+            x[i] = std::round(level(random) * 32767.0) / 32767.0 * 1e-3;
+            break;
+        default:
+            x[i] = i % 401 == 2 ? 1.01 : i % 401 == 3 ? -1.0 : level(random);
+        }
+    }
+    return x;
+}
+
+TEST(DitherEngine, matchesTheStepByStepAlgorithmBitForBit) {
+    // Every type gives the same bits as the plain algorithm, chunked arbitrarily, history and state included.
+    for (const DitherType type : allDitherTypes) {
+        SCOPED_TRACE(std::string(rawValue(type)));
+        DitherEngine engine(type, 16, DitherEngine::seedForChannel(1));
+        ReferenceDither reference(type, 16, DitherEngine::seedForChannel(1));
+        std::vector<double> signal = mixedSignal(60000, 7);
+        std::vector<double> expected = signal;
+        reference.process(expected);
+        std::size_t at = 0;
+        for (const std::size_t chunk : {0u, 1u, 2u, 1000u, 7u, 29400u, 4096u}) {
+            engine.process(std::span<double>(signal).subspan(at, chunk));
+            at += chunk;
+        }
+        engine.process(std::span<double>(signal).subspan(at));
+        EXPECT_TRUE(sameBits(signal, expected));
+        EXPECT_EQ(engine.randomState(),
+                  type == DitherType::none ? DitherEngine::seedForChannel(1) : reference.state);
+        EXPECT_EQ(std::memcmp(engine.errorHistory().data(), reference.e.data(), sizeof(reference.e)), 0);
+    }
+    // A hard overload makes the shapers' history run away; the bits still agree until its sum overflows.
+    for (const DitherType type : {DitherType::lipshitz, DitherType::shibata, DitherType::gesemann}) {
+        SCOPED_TRACE(std::string(rawValue(type)));
+        DitherEngine engine(type, 16, 0);
+        ReferenceDither reference(type, 16, 0);
+        std::size_t agreed = 0;
+        for (std::size_t i = 0; i < 3000; ++i) {
+            std::vector<double> a = {i >= 10 && i < 14 ? 3.0 : 0.5};
+            std::vector<double> b = a;
+            engine.process(a);
+            reference.process(b);
+            if (!std::isfinite(reference.e[0])) {
+                break;
+            }
+            ASSERT_TRUE(sameBits(a, b)) << "sample " << i;
+            agreed = i;
+        }
+        EXPECT_GT(agreed, 100u);
+        EXPECT_LT(agreed, 2999u); // the runaway did happen
+    }
+    // Other word lengths follow the same rules.
+    for (const int bits : {8, 20, 24}) {
+        DitherEngine engine(DitherType::shibata, bits, 99);
+        ReferenceDither reference(DitherType::shibata, bits, 99);
+        std::vector<double> signal = mixedSignal(5000, 11);
+        std::vector<double> expected = signal;
+        reference.process(expected);
+        engine.process(signal);
+        EXPECT_TRUE(sameBits(signal, expected)) << bits << " bits";
+    }
+}
+
+TEST(DitherEngine, roundsExactHalvesAwayFromZero) {
+    // Where y + d lands exactly on k + 0.5 the result moves away from zero, on both sides.
+    ReferenceDither rng(DitherType::tpdf, 16, 0);
+    std::vector<double> signal;
+    int ties = 0;
+    for (int i = 0; i < 400; ++i) {
+        const double d = rng.nextDither();
+        const double target = (i % 2 == 0 ? 1.0 : -1.0) * (static_cast<double>(i) + 0.5);
+        double x = (target - d) / 32767.0;
+        for (int step = 0; step < 64 && 32767.0 * x + d != target; ++step) {
+            x = std::nextafter(x, 32767.0 * x + d < target ? 2.0 : -2.0);
+        }
+        ties += 32767.0 * x + d == target ? 1 : 0;
+        signal.push_back(x);
+    }
+    EXPECT_GT(ties, 100); // most of the targets are reachable exactly
+    std::vector<double> expected = signal;
+    ReferenceDither(DitherType::tpdf, 16, 0).process(expected);
+    DitherEngine(DitherType::tpdf, 16, 0).process(signal);
+    EXPECT_TRUE(sameBits(signal, expected));
+    EXPECT_EQ(signal[0] * 32767.0, 1.0);  // 0.5 goes to 1
+    EXPECT_EQ(signal[1] * 32767.0, -2.0); // -1.5 goes to -2
+}
+
+TEST(DitherEngine, firstSamplesFollowTheWrittenSteps) {
+    // Worked by hand from seed 0x123456789ABCDEF0: the dither of the first three samples is
+    // -0.3394, -0.5322, -0.6626; at y = 0.85 TPDF gives 1, 0, 0 and High-Pass, feeding the errors
+    // +0.4894 then +0.1928 forward, gives 1, 1, 0.
+    const double x = 0.85 / 32767.0;
+    std::vector<double> tpdf = {x, x, x};
+    DitherEngine(DitherType::tpdf, 16, 0x123456789ABCDEF0ULL).process(tpdf);
+    EXPECT_EQ(tpdf, (std::vector<double>{1.0 / 32767.0, 0.0, 0.0}));
+
+    DitherEngine highPass(DitherType::highPass, 16, 0x123456789ABCDEF0ULL);
+    std::vector<double> shaped = {x};
+    highPass.process(shaped);
+    EXPECT_EQ(shaped[0], 1.0 / 32767.0);
+    EXPECT_NEAR(highPass.errorHistory()[0], 1.0 - (0.85 - 0.33937682103768574), 1e-12); // q - v, not v - q
+    shaped = {x, x};
+    highPass.process(shaped);
+    EXPECT_EQ(shaped, (std::vector<double>{1.0 / 32767.0, 0.0}));
+    EXPECT_NEAR(highPass.errorHistory()[1], 1.0 - (0.48937682103768574 + 0.85 - 0.5321755462231973), 1e-12);
+    EXPECT_EQ(highPass.randomState(), 0x152aa140a8c99c41ULL);
+}
+
+TEST(DitherEngine, seedsAreFixedAndEmptyOrNoneChangesNothing) {
+    // Seed 0 means the default seed, channels step by the golden ratio, and none/empty leave all alone.
+    EXPECT_EQ(DitherEngine::seedForChannel(0), 0x123456789ABCDEF0ULL);
+    EXPECT_EQ(DitherEngine::seedForChannel(1), 0xB06BD0321A075B05ULL);
+    EXPECT_EQ(DitherEngine::seedForChannel(2), 0x4EA349EB9951D71AULL);
+    EXPECT_EQ(DitherEngine(DitherType::tpdf, 16, 0).randomState(), 0x123456789ABCDEF0ULL);
+
+    std::vector<double> a = mixedSignal(1000, 3);
+    std::vector<double> b = a;
+    DitherEngine(DitherType::gesemann, 16, 0).process(a);
+    DitherEngine(DitherType::gesemann, 16, 0x123456789ABCDEF0ULL).process(b);
+    EXPECT_TRUE(sameBits(a, b));
+
+    DitherEngine engine(DitherType::lipshitz, 16, 5);
+    std::vector<double> warmup = mixedSignal(10, 4);
+    engine.process(warmup);
+    const auto history = engine.errorHistory();
+    const auto state = engine.randomState();
+    engine.process({});
+    EXPECT_EQ(engine.errorHistory(), history);
+    EXPECT_EQ(engine.randomState(), state);
+
+    std::vector<double> wild = {1.5, -3.0, 1e-300, std::nan(""), -0.0, 0.123456789};
+    std::vector<double> copy = wild;
+    DitherEngine none(DitherType::none, 16, 0);
+    none.process(wild);
+    EXPECT_EQ(std::memcmp(wild.data(), copy.data(), wild.size() * sizeof(double)), 0);
+    EXPECT_EQ(none.randomState(), 0x123456789ABCDEF0ULL);
+    EXPECT_EQ(none.scale(), 32767.0);
+}
+
+TEST(DitherEngine, staysOnTheGridAndClampsAtFullScale) {
+    // Quantising types never leave ±scale: 1.0 can reach 32767 but never 32768, and -1.0 stops at
+    // -32767; far beyond full scale the output is pinned and the history stays finite.
+    for (const DitherType type : allDitherTypes) {
+        if (type == DitherType::none) {
+            continue;
+        }
+        SCOPED_TRACE(std::string(rawValue(type)));
+        DitherEngine engine(type, 16, 0);
+        std::vector<double> x(20000);
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            x[i] = i < 5000 ? 1.0 : i < 10000 ? -1.0 : (i % 2 ? 40.0 : -40.0);
+        }
+        x[7] = std::numeric_limits<double>::infinity();
+        engine.process(x);
+        double highest = -2.0;
+        double lowest = 2.0;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            const double k = x[i] * 32767.0;
+            ASSERT_NEAR(k, std::round(k), 1e-9) << i;
+            ASSERT_LE(std::abs(k), 32767.0) << i;
+            (i < 5000 ? highest : lowest) = i < 5000    ? std::max(highest, k)
+                                            : i < 10000 ? std::min(lowest, k)
+                                                        : lowest;
+        }
+        EXPECT_EQ(highest, 32767.0);
+        EXPECT_EQ(lowest, -32767.0);
+        for (const double e : engine.errorHistory()) {
+            EXPECT_TRUE(std::isfinite(e));
+        }
+    }
+}
+
+TEST(DitherEngine, tpdfErrorIsTriangularAndIndependentOfTheSignal) {
+    // Silence dithers to -1, 0, +1 LSB with chances 1/8, 3/4, 1/8; at any level the error has mean 0,
+    // variance 1/4 LSB² (1/12 rounding + 1/6 triangular dither) and never exceeds 1.5 LSB.
+    const std::size_t n = 400000;
+    std::vector<double> silence(n, 0.0);
+    DitherEngine(DitherType::tpdf, 16, 0).process(silence);
+    std::array<std::size_t, 3> counts{};
+    for (const double s : silence) {
+        const double k = s * 32767.0;
+        ASSERT_TRUE(k == -1.0 || k == 0.0 || k == 1.0);
+        ++counts[static_cast<std::size_t>(k + 1.0)];
+    }
+    EXPECT_NEAR(static_cast<double>(counts[0]) / n, 0.125, 0.003);
+    EXPECT_NEAR(static_cast<double>(counts[1]) / n, 0.75, 0.003);
+    EXPECT_NEAR(static_cast<double>(counts[2]) / n, 0.125, 0.003);
+
+    for (const double level : {0.3, 0.5, 100.77, -2000.25}) {
+        SCOPED_TRACE(level);
+        std::vector<double> x(n, level / 32767.0);
+        DitherEngine(DitherType::tpdf, 16, 42).process(x);
+        double sum = 0.0;
+        double squares = 0.0;
+        for (const double s : x) {
+            const double error = s * 32767.0 - level;
+            ASSERT_LT(std::abs(error), 1.5);
+            sum += error;
+            squares += error * error;
+        }
+        const double mean = sum / n;
+        EXPECT_NEAR(mean, 0.0, 0.003);
+        EXPECT_NEAR(squares / n - mean * mean, 0.25, 0.005);
+    }
+}
+
+// Mean power (LSB² per bin) of the error in five bands of 0.1 cycles per sample each, from
+// periodograms of 256-sample segments; the DC bin is left out.
+std::array<double, 5> bandPowers(const std::vector<double>& error) {
+    constexpr std::size_t segment = 256;
+    std::vector<std::complex<double>> twiddle(segment);
+    for (std::size_t i = 0; i < segment; ++i) {
+        twiddle[i] = std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(i) / segment);
+    }
+    std::array<double, 5> power{};
+    std::array<int, 5> count{};
+    for (std::size_t start = 0; start + segment <= error.size(); start += segment) {
+        for (std::size_t k = 1; k < segment / 2; ++k) {
+            std::complex<double> sum;
+            for (std::size_t i = 0; i < segment; ++i) {
+                sum += error[start + i] * twiddle[(k * i) % segment];
+            }
+            const auto band = std::min<std::size_t>(k * 10 / segment, 4);
+            power[band] += std::norm(sum) / segment;
+            ++count[band];
+        }
+    }
+    for (std::size_t b = 0; b < 5; ++b) {
+        power[b] /= count[b];
+    }
+    return power;
+}
+
+// The same bands as predicted: flat 1/6 for the dither plus 1/12 through |1 + sum c_k z^-k|².
+std::array<double, 5> predictedBandPowers(const std::array<double, 4>& c) {
+    std::array<double, 5> power{};
+    for (std::size_t b = 0; b < 5; ++b) {
+        int count = 0;
+        for (double f = 0.1 * static_cast<double>(b) + 0.0005; f < 0.1 * static_cast<double>(b + 1);
+             f += 0.001) {
+            std::complex<double> h = 1.0;
+            for (std::size_t k = 0; k < 4; ++k) {
+                h += c[k] * std::polar(1.0, -2.0 * std::numbers::pi * f * static_cast<double>(k + 1));
+            }
+            power[b] += 1.0 / 6.0 + std::norm(h) / 12.0;
+            ++count;
+        }
+        power[b] /= count;
+    }
+    return power;
+}
+
+TEST(DitherEngine, shapedErrorFollowsOnePlusTheFeedbackPolynomial) {
+    // The error spectrum is the dither's flat 1/6 plus the rounding's 1/12 through
+    // |1 + c1 z^-1 + c2 z^-2 + c3 z^-3 + c4 z^-4|², the feedback adding: Shibata and Gesemann lift
+    // the error toward Nyquist, and High-Pass puts its null there.
+    const std::size_t n = 1 << 15;
+    for (const DitherType type : {DitherType::tpdf, DitherType::highPass, DitherType::lipshitz,
+                                  DitherType::shibata, DitherType::gesemann}) {
+        SCOPED_TRACE(std::string(rawValue(type)));
+        std::vector<double> x(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            x[i] = 0.25 * std::sin(0.01 * static_cast<double>(i)) / 32767.0; // well below one LSB
+        }
+        std::vector<double> error = x;
+        DitherEngine(type, 16, 0).process(error);
+        for (std::size_t i = 0; i < n; ++i) {
+            error[i] = (error[i] - x[i]) * 32767.0;
+        }
+        const auto measured = bandPowers(error);
+        const auto predicted = predictedBandPowers(ditherFeedback(type));
+        for (std::size_t b = 0; b < 5; ++b) {
+            EXPECT_NEAR(measured[b] / predicted[b], 1.0, 0.12) << "band " << b;
+        }
+        if (type == DitherType::shibata || type == DitherType::gesemann) {
+            EXPECT_GT(measured[4], 2.5 * measured[0]);
+        }
+        if (type == DitherType::highPass) {
+            EXPECT_LT(measured[4], 0.5 * measured[0]);
+        }
+    }
+}
+
+} // namespace
+} // namespace orvane
