@@ -1,0 +1,72 @@
+#include "engines/SRCPreset.h"
+
+#include <gtest/gtest.h>
+
+namespace orvane {
+namespace {
+
+TEST(SRCPreset, storesItsFiveNamesInOrderAndReadsOnlyExactOnes) {
+    // The raw strings are a stored format: exact spelling, fixed order, no near matches.
+    std::vector<std::string_view> names;
+    for (SRCPreset p : allSRCPresets)
+        names.push_back(rawValue(p));
+    EXPECT_EQ(names, (std::vector<std::string_view>{"Velmont SRC", "Meridon Reference", "SoX VHQ",
+                                                    "r8brain Free", "SSRC Shibata"}));
+    for (SRCPreset p : allSRCPresets)
+        EXPECT_EQ(srcPresetFromRaw(rawValue(p)), p);
+    EXPECT_FALSE(srcPresetFromRaw("sox vhq"));
+    EXPECT_FALSE(srcPresetFromRaw("Velmont SRC "));
+    EXPECT_EQ(srcPresetForConversion("Best Ever SRC"), SRCPreset::velmontSRC);
+    EXPECT_EQ(srcPresetForConversion("r8brain Free"), SRCPreset::r8brainFree);
+}
+
+TEST(SRCPreset, offersAPhaseChoiceOnlyForSoxAndR8brain) {
+    // Linear-only: both in-house converters and SSRC; a string naming no preset is not linear-only.
+    EXPECT_TRUE(isLinearOnly(SRCPreset::velmontSRC));
+    EXPECT_TRUE(isLinearOnly(SRCPreset::meridonReference));
+    EXPECT_FALSE(isLinearOnly(SRCPreset::soxVHQ));
+    EXPECT_FALSE(isLinearOnly(SRCPreset::r8brainFree));
+    EXPECT_TRUE(isLinearOnly(SRCPreset::ssrcShibata));
+    EXPECT_TRUE(isLinearOnly(std::string_view("SSRC Shibata")));
+    EXPECT_FALSE(isLinearOnly(std::string_view("SoX VHQ")));
+    EXPECT_FALSE(isLinearOnly(std::string_view("Unknown SRC")));
+}
+
+TEST(SRCPreset, givesMeridonItsCalibratedRowPerRatePair) {
+    // Listed pairs take their row (target first in the table, source second); anything else gets 116
+    // taps, beta 10, cut-off 1.0 and start 0; every row keeps -53.9 dB, kaiser and an aligned centre.
+    EXPECT_EQ(getParams("Meridon Reference", 48000, 44100),
+              (SRCParams{-53.9, 0.99888, 75, "kaiser", 5.88856, -91.5, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 44100, 48000),
+              (SRCParams{-53.9, 1.00001, 116, "kaiser", 16.61658, -108.5, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 96000, 88200),
+              (SRCParams{-53.9, 0.97827, 58, "kaiser", 10.43418, 55.2, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 176400, 192000),
+              (SRCParams{-53.9, 1.05284, 58, "kaiser", 10.05766, -6.06, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 44100, 352800),
+              (SRCParams{-53.9, 0.9751, 58, "kaiser", 9.99996, 0.0, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 176400, 352800),
+              (SRCParams{-53.9, 0.91441, 58, "kaiser", 10.00035, 0.07, true}));
+    EXPECT_EQ(getParams("Meridon Reference", 96000, 44100),
+              (SRCParams{-53.9, 0.99097, 147, "kaiser", 9.99999, 0.0, true}));
+    const SRCParams fallback{-53.9, 1.0, 116, "kaiser", 10.0, 0.0, true};
+    EXPECT_EQ(getParams("Meridon Reference", 32000, 44100), fallback);
+    EXPECT_EQ(getParams("Meridon Reference", 44100, 44100), fallback);
+    EXPECT_EQ(getParams("Meridon Reference", 44100, 384000), fallback); // 384000 is only ever a source
+    EXPECT_EQ(params(SRCPreset::meridonReference, 48000, 44100),
+              getParams("Meridon Reference", 48000, 44100));
+}
+
+TEST(SRCPreset, describesTheOtherConvertersWithOneRecordWhateverTheRates) {
+    // SoX, r8brain and SSRC have fixed records; Velmont and any unknown name share the beta-less one.
+    EXPECT_EQ(getParams("SoX VHQ", 96000, 44100), (SRCParams{-175.0, 0.95, 4096, "kaiser", 18.0, 0.0, true}));
+    EXPECT_EQ(getParams("r8brain Free", 1, 2), (SRCParams{-160.0, 0.9822, 1484, "kaiser", 51.64, 0.0, true}));
+    EXPECT_EQ(getParams("SSRC Shibata", 48000, 44100),
+              (SRCParams{-160.0, 0.9, 4096, "kaiser", 16.67, 0.0, true}));
+    const SRCParams velmont{-160.0, 0.904, 4096, "kaiser", std::nullopt, 0.0, true};
+    EXPECT_EQ(params(SRCPreset::velmontSRC, 48000, 44100), velmont);
+    EXPECT_EQ(getParams("", 48000, 44100), velmont);
+}
+
+} // namespace
+} // namespace orvane
