@@ -1,0 +1,63 @@
+#include "delivery/DeliverySanitizing.h"
+
+#include <gtest/gtest.h>
+
+namespace orvane {
+namespace {
+
+using namespace DDPWriter;
+
+TEST(SanitizedISRC, keepsTwelveLettersAndDigitsUpperCasedOrNothing) {
+    // Separators go and case is raised; any other count than 12, or no ISRC at all, gives "".
+    EXPECT_EQ(sanitizedISRC("us-abc-12-34567"), "USABC1234567");
+    EXPECT_EQ(sanitizedISRC(" US ABC 12 34567 "), "USABC1234567");
+    EXPECT_EQ(sanitizedISRC("USABC123456"), "");
+    EXPECT_EQ(sanitizedISRC("USABC12345678"), "");
+    EXPECT_EQ(sanitizedISRC(std::nullopt), "");
+    EXPECT_EQ(sanitizedISRC(""), "");
+    // A non-ASCII letter is no part of a code: it is dropped with the separators.
+    EXPECT_EQ(sanitizedISRC("USABC12345\xC3\xA9"
+                            "67"),
+              "USABC1234567");
+}
+
+TEST(SanitizedMCN, keepsExactlyThirteenDigits) {
+    // Only digits count, and only a complete catalogue number survives.
+    EXPECT_EQ(sanitizedMCN("123-4567890123"), "1234567890123");
+    EXPECT_EQ(sanitizedMCN("123456789012"), "");
+    EXPECT_EQ(sanitizedMCN("12345678901234"), "");
+    EXPECT_EQ(sanitizedMCN("ABC"), "");
+}
+
+TEST(IsValidEAN13, acceptsOnlyThirteenDigitsWithTheRightCheckDigit) {
+    // Weights 1, 3, 1, 3 ... over the first twelve digits; the check is (10 - sum mod 10) mod 10.
+    EXPECT_TRUE(isValidEAN13("4006381333931"));  // sum 89, check 1
+    EXPECT_TRUE(isValidEAN13("5901234123457"));  // sum 83, check 7
+    EXPECT_TRUE(isValidEAN13("0000000000000"));  // sum 0, check 0 and not 10
+    EXPECT_FALSE(isValidEAN13("4006381333932")); // wrong check digit
+    EXPECT_FALSE(isValidEAN13("5901234123475")); // two digits swapped
+    EXPECT_FALSE(isValidEAN13("400638133393"));
+    EXPECT_FALSE(isValidEAN13("40063813339310"));
+    EXPECT_FALSE(isValidEAN13("400-638133393"));
+    EXPECT_FALSE(isValidEAN13(""));
+}
+
+TEST(Latin1Bytes, givesOneBytePerScalarAndQuestionMarksBeyondLatin1) {
+    // Latin-1 scalars keep their value; anything above 0xFF, and any damaged UTF-8, is "?".
+    EXPECT_EQ(latin1Bytes("Caf\xC3\xA9"), "Caf\xE9");
+    EXPECT_EQ(latin1Bytes("\xC3\xBF"), "\xFF");               // U+00FF
+    EXPECT_EQ(latin1Bytes("\xC4\x80"), "?");                  // U+0100
+    EXPECT_EQ(latin1Bytes("\xE6\x97\xA5\xE6\x9C\xAC"), "??"); // two CJK ideographs
+    EXPECT_EQ(latin1Bytes("\xF0\x9F\x98\x80"), "?");          // one emoji, four bytes
+    EXPECT_EQ(latin1Bytes("e\xCC\x81"), "e?");                // e + combining acute: two scalars
+    EXPECT_EQ(latin1Bytes(std::string_view("a\0b", 3)), std::string("a\0b", 3));
+    // Damaged input never vanishes silently nor runs past its end.
+    EXPECT_EQ(latin1Bytes("\xFF"), "?");
+    EXPECT_EQ(latin1Bytes("x\xC3"), "x?");         // cut-off sequence
+    EXPECT_EQ(latin1Bytes("\xC0\x80"), "??");      // overlong NUL
+    EXPECT_EQ(latin1Bytes("\xED\xA0\x80"), "???"); // encoded surrogate
+    EXPECT_EQ(latin1Bytes("\x80z"), "?z");         // stray continuation byte
+}
+
+} // namespace
+} // namespace orvane
