@@ -59,5 +59,25 @@ TEST(Latin1Bytes, givesOneBytePerScalarAndQuestionMarksBeyondLatin1) {
     EXPECT_EQ(latin1Bytes("\x80z"), "?z");         // stray continuation byte
 }
 
+TEST(Latin1Bytes, decodesEveryTwoByteInputByTheUtf8Rules) {
+    // Exhaustively: a lead 0xC2-0xDF with a continuation byte is one scalar, anything else is two
+    // bytes' worth of output, and no input is read past its end.
+    for (unsigned first = 0; first < 256; ++first) {
+        for (unsigned second = 0; second < 256; ++second) {
+            const char input[2] = {static_cast<char>(first), static_cast<char>(second)};
+            const std::string out = latin1Bytes(std::string_view(input, 2));
+            const bool pair = first >= 0xC2 && first <= 0xDF && second >= 0x80 && second <= 0xBF;
+            if (pair) {
+                const unsigned scalar = ((first & 0x1F) << 6) | (second & 0x3F);
+                ASSERT_EQ(out, std::string(1, scalar <= 0xFF ? static_cast<char>(scalar) : '?'))
+                    << first << " " << second;
+            } else {
+                ASSERT_EQ(out.size(), 2u) << first << " " << second;
+                ASSERT_EQ(out[0], first < 0x80 ? static_cast<char>(first) : '?');
+            }
+        }
+    }
+}
+
 } // namespace
 } // namespace orvane
