@@ -158,14 +158,16 @@ TEST(SsrcSRC, aFailingToolRunBecomesTheRenderError) {
 }
 
 TEST(SsrcSRC, passesTheContractsNineArguments) {
-    // The tool is called as: --rate <out> --bits 24 --quiet --tmpfile <work>/ssrc.tmp <work>/in.wav
-    // <work>/out.wav
+    // The tool gets --rate <out> --bits 24 --quiet --tmpfile <work>/ssrc.tmp <work>/in.wav <work>/out.wav,
+    // and the private work folder goes with the converter.
     ScratchFolder scratch;
     const fs::path log = scratch.path() / "args";
     const fs::path tool =
         scratch.script("tool", "for a in \"$@\"; do echo \"$a\" >> '" + log.string() + "'; done; exit 1");
-    SsrcSRC src(96000, 88200, 14, 145.0, 2.0, false, tool);
-    src.flush();
+    {
+        SsrcSRC src(96000, 88200, 14, 145.0, 2.0, false, tool);
+        src.flush();
+    }
     std::ifstream in(log);
     std::vector<std::string> args;
     for (std::string line; std::getline(in, line);)
@@ -179,6 +181,7 @@ TEST(SsrcSRC, passesTheContractsNineArguments) {
     EXPECT_EQ(fs::path(args[7]), work / "in.wav");
     EXPECT_EQ(fs::path(args[8]), work / "out.wav");
     EXPECT_TRUE(work.filename().string().starts_with("orvane-ssrc-"));
+    EXPECT_FALSE(fs::exists(work)); // the work folder goes with the converter
 }
 
 } // namespace
