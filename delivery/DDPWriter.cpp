@@ -168,33 +168,37 @@ std::string ddpidData(const CDProject& project) {
 
 std::string ddpmsData(std::int64_t totalSectors, std::int64_t track1PauseFrames, std::int64_t pqByteLength,
                       std::optional<std::int64_t> cdTextByteLength) {
-    MapPacket pq;
-    pq.streamType = "S0";
-    pq.streamLength = pqByteLength;
-    pq.subCodeDescriptor = "PQ DESCR";
-    pq.fileName = pqFileName;
-    std::string out = mapPacket(pq);
-
-    if (cdTextByteLength) {
-        MapPacket cdText;
-        cdText.streamType = "S0";
-        cdText.streamLength = *cdTextByteLength;
-        cdText.subCodeDescriptor = "CDTEXT";
-        cdText.fileName = cdTextFileName;
-        out += mapPacket(cdText);
-    }
-
-    MapPacket image;
-    image.streamType = "D0";
-    image.streamLength = totalSectors;
-    image.streamStart = "00000000";
-    image.cdMode = "DA";
-    image.ssm = "0";
-    image.scrambled = "0";
-    image.pregapPart2 = track1PauseFrames;
-    image.fileName = audioFileName;
-    image.startingFileOffset = 0;
-    out += mapPacket(image);
+    std::string out = mapPacket(MapPacket{.streamType = "S0",
+                                          .streamLength = pqByteLength,
+                                          .streamStart = "",
+                                          .subCodeDescriptor = "PQ DESCR",
+                                          .cdMode = "",
+                                          .ssm = "",
+                                          .scrambled = "",
+                                          .pregapPart2 = std::nullopt,
+                                          .fileName = std::string(pqFileName),
+                                          .startingFileOffset = std::nullopt});
+    if (cdTextByteLength)
+        out += mapPacket(MapPacket{.streamType = "S0",
+                                   .streamLength = *cdTextByteLength,
+                                   .streamStart = "",
+                                   .subCodeDescriptor = "CDTEXT",
+                                   .cdMode = "",
+                                   .ssm = "",
+                                   .scrambled = "",
+                                   .pregapPart2 = std::nullopt,
+                                   .fileName = std::string(cdTextFileName),
+                                   .startingFileOffset = std::nullopt});
+    out += mapPacket(MapPacket{.streamType = "D0",
+                               .streamLength = totalSectors,
+                               .streamStart = "00000000",
+                               .subCodeDescriptor = "",
+                               .cdMode = "DA",
+                               .ssm = "0",
+                               .scrambled = "0",
+                               .pregapPart2 = track1PauseFrames,
+                               .fileName = std::string(audioFileName),
+                               .startingFileOffset = 0});
     return out;
 }
 
