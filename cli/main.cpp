@@ -25,6 +25,7 @@ using orvane::cli::Command;
 constexpr std::array kCommands{
     Command{"layout", "print a project's disc layout", orvane::cli::runLayout},
     Command{"demo", "write a demo project with synthesised audio", orvane::cli::runDemo},
+    Command{"src", "convert an audio file's sample rate; list the converters", orvane::cli::runSrc},
 };
 
 void printUsage(std::FILE* to) {
