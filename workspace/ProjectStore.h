@@ -2,7 +2,7 @@
 // The project document: UTF-8 JSON, pretty-printed, keys sorted, a `version` and the `project`.
 // Encoding is deterministic (no time stamps), so saving an unchanged project twice gives the same
 // bytes. Every failure is thrown as a ProjectStoreError whose what() is the text to show the user;
-// nothing is written or changed when one is thrown. Pure functions; any thread.
+// nothing is written or changed when one is thrown. Stateless functions; any thread.
 
 #include "model/CDProject.h"
 
