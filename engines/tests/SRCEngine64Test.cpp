@@ -1,5 +1,6 @@
 #include "engines/SRCEngine64.h"
 
+#include "AllocationCounter.h"
 #include "engines/MeridonReference.h"
 #include "engines/VelmontSRC.h"
 
@@ -188,6 +189,26 @@ TEST(SRCEngine64, deliversEveryPhaseStepOfTheStreamAndItsFlush) {
     EXPECT_TRUE(single.history().empty());
     EXPECT_EQ(single.processBlock({0.25, -0.5}), (std::vector<double>{0.25, -0.5}));
     EXPECT_TRUE(single.flush().empty());
+}
+
+TEST(SRCEngine64, processAllocatesNothingOnceWarmedUp) {
+    // After the first block, blocks no larger than it convert into a reused output without touching
+    // the heap (the flush included).
+    auto engine = VelmontSRC::makeEngine(96000, 44100);
+    const auto block = noise(4096, 4);
+    std::vector<double> out;
+    engine->process(block, out);
+    const std::size_t firstCount = out.size();
+    out.clear();
+    const std::size_t before = orvane::testing::allocationCount();
+    for (int i = 0; i < 10; ++i) {
+        out.clear();
+        engine->process(std::span<const double>(block).first(4096 - static_cast<std::size_t>(i)), out);
+    }
+    out.clear();
+    engine->flushInto(out);
+    EXPECT_EQ(orvane::testing::allocationCount(), before);
+    EXPECT_GT(firstCount, 1800u);
 }
 
 TEST(SRCEngine64, designingConstructorReducesTheRatioAndDesignsItsBank) {
