@@ -272,15 +272,15 @@ std::int64_t modificationSeconds(const fs::path& file) {
 std::string cacheFileName(const fs::path& source, std::string_view algorithm, std::string_view phase,
                           std::int64_t modificationSeconds, int sourceRate, int targetRate) {
     std::string name = sanitizedStem(source.stem().string());
-    name += "-" + blanksAsUnderscores(algorithm);
+    name.append("-").append(blanksAsUnderscores(algorithm));
     if (algorithm == rawValue(SRCPreset::meridonReference))
-        name += "-r2"; // the design changed once; entries of the first one must not be taken
-    name += "-" + blanksAsUnderscores(phase);
-    name += "-" + std::to_string(modificationSeconds);
-    name += "-" + std::to_string(sourceRate);
+        name.append("-r2"); // the design changed once; entries of the first one must not be taken
+    name.append("-").append(blanksAsUnderscores(phase));
+    name.append("-").append(std::to_string(modificationSeconds));
+    name.append("-").append(std::to_string(sourceRate));
     if (targetRate != diskSampleRate)
-        name += "-to" + std::to_string(targetRate);
-    return name + ".wav";
+        name.append("-to").append(std::to_string(targetRate));
+    return name.append(".wav");
 }
 
 fs::path cacheURL(const fs::path& source, int sourceRate, int targetRate, std::string_view algorithm,
