@@ -51,14 +51,30 @@ inline double unitValue(std::uint64_t s) noexcept {
     return (high + low) * 0x1p-64;
 }
 
-// Rounds half away from zero, like std::round, for |v| < 2^51 (the callers clamp first). The sum
-// with 1.5 * 2^52 rounds to nearest even; a tie that went toward zero is pushed one step out.
-inline double roundHalfAway(double v) noexcept {
+// q = round(v) halves away from zero, clamped to -scale ... scale, with the sign of zero that
+// std::round gives, split in two so the feedback loop waits as little as possible:
+// onGrid is q up to the sign of a zero, which the next error q - v cannot tell apart; the sign is
+// restored only for the output. Rounding is monotonic and ±scale are integers, so any |v| > scale
+// simply gives ±scale.
+struct Quantised {
+    double onGrid; // equals q, except that a zero may be +0.0 where q is -0.0
+    double q;
+};
+
+inline Quantised quantise(double v, double scale) noexcept {
+    if (!(std::fabs(v) <= scale)) [[unlikely]] {
+        const double q = std::copysign(scale, v);
+        return {q, q};
+    }
+    // Adding 1.5 * 2^52 rounds to the nearest integer, ties to even; a tie that went toward zero is
+    // pushed one step out. |v| <= scale < 2^31, far inside the range where this is exact.
     constexpr double magic = 0x1.8p52;
-    const double magnitude = std::fabs(v);
-    const double even = (magnitude + magic) - magic;
-    const double rounded = (magnitude - even == 0.5) ? even + 1.0 : even;
-    return std::copysign(rounded, v);
+    double r = (v + magic) - magic;
+    const double diff = v - r;
+    if (diff == 0.5 || diff == -0.5) [[unlikely]] {
+        r = v + std::copysign(0.5, v);
+    }
+    return {r, std::copysign(r, v)};
 }
 
 // A NaN or infinite input becomes 0.0; finite values pass unchanged.
@@ -112,9 +128,7 @@ template <DitherType Type> void DitherEngine::processLoop(std::span<double> samp
         const double u2 = unitValue(s);
         const double d = (u1 + u2) + (-1.0);
         if constexpr (F::taps == 0) {
-            // Clamping before rounding gives the same q: rounding is monotonic and ±scale are integers.
-            const double q = roundHalfAway(std::clamp(y + d, -scale, scale));
-            sample = q * inverse;
+            sample = quantise(y + d, scale).q * inverse;
         } else {
             // w = c1 e0 + c2 e1 + c3 e2 + c4 e3, left to right. Zero taps add ±0.0, which changes
             // nothing unless the sum so far is itself zero; only then is the full sum worth its time.
@@ -140,7 +154,7 @@ template <DitherType Type> void DitherEngine::processLoop(std::span<double> samp
                 w = 0.0;
             }
             const double v = w + (y + d);
-            const double q = roundHalfAway(std::clamp(v, -scale, scale));
+            const Quantised q = quantise(v, scale);
             e7 = e6;
             e6 = e5;
             e5 = e4;
@@ -148,8 +162,8 @@ template <DitherType Type> void DitherEngine::processLoop(std::span<double> samp
             e3 = e2;
             e2 = e1;
             e1 = e0;
-            e0 = q - v;
-            sample = q * inverse;
+            e0 = q.onGrid - v; // the same bits as q - v, also for a zero q
+            sample = q.q * inverse;
         }
     }
     state_ = s;
