@@ -1,0 +1,65 @@
+#pragma once
+// The commands the workspace gives the playback engine, and what it reads back. The real engine
+// (PlaybackEngine) arrives with the monitoring module and implements this; until then, and in the
+// workspace's own tests, a recording fake stands in (workspace/tests/FakePlayback.h). Every call
+// is made on the main thread; the callbacks are delivered on the main thread too.
+
+#include "model/CDProject.h"
+#include "model/ProjectEnums.h"
+#include "model/TrackPosition.h"
+#include "model/Uuid.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace orvane {
+
+class PlaybackControl {
+  public:
+    virtual ~PlaybackControl() = default;
+
+    // Replaces what is played, from rest (a running transport stops silently first).
+    virtual void load(const CDProject& project, const std::vector<TrackPosition>& positions) = 0;
+    // Replaces what is played without an audible break.
+    virtual void updateProjectAndPositions(const CDProject& project,
+                                           const std::vector<TrackPosition>& positions) = 0;
+    // Makes an edit already handed over by updateProjectAndPositions audible at once.
+    virtual void reflectEditDuringPlayback() = 0;
+
+    virtual void seek(double toSeconds) = 0; // clamped by the engine to 0...total duration
+    virtual void play() = 0;
+    virtual void pause() = 0;
+    virtual void stop() = 0; // back to the timeline's start
+    virtual bool isPlaying() const = 0;
+    virtual bool isScrubbing() const = 0;
+    virtual bool isSpooling() const = 0;
+    virtual double currentTime() const = 0; // the playhead in seconds
+
+    // The layout and the project it was last given by load or updateProjectAndPositions; no
+    // project before the first.
+    virtual const std::vector<TrackPosition>& currentPositions() const = 0;
+    virtual const std::optional<CDProject>& currentProject() const = 0;
+
+    // The loop in seconds; it reaches the audio at the next seek.
+    virtual void setLoopRange(double startSeconds, double endSeconds) = 0;
+    virtual void clearLoopRange() = 0;
+
+    // The scrub level relative to the monitor level, 0 to 1; stored under the engine's lock since
+    // the scrub loop reads it off the main thread.
+    virtual void setScrubGain(double gain) = 0;
+    // The output mixer's volume, 0 to 1.
+    virtual void setOutputVolume(double volume) = 0;
+
+    // Ends a take audition and returns to the timeline.
+    virtual void stopPreview() = 0;
+
+    // Told whenever the SRC cache of a track or take (by id) changes state.
+    using SRCStateHandler = std::function<void(const Uuid& id, SRCCacheState state)>;
+    virtual void setSRCStateChangeHandler(SRCStateHandler handler) = 0;
+    // Told the playhead on each display tick and after each locate.
+    using TimeUpdateHandler = std::function<void(double seconds)>;
+    virtual void setTimeUpdateHandler(TimeUpdateHandler handler) = 0;
+};
+
+} // namespace orvane

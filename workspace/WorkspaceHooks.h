@@ -1,0 +1,39 @@
+#pragma once
+// The seams through which the workspace calls subsystems that are built on top of it: waveform
+// peaks, loudness storage, the recovery copy and the vinyl side projection. Each subsystem installs
+// its functions once, on the main thread, when it is wired to the workspace. An empty hook is
+// skipped; the workspace invents no behaviour of its own for these steps, it only keeps them in
+// their order.
+
+#include "model/CDProject.h"
+#include "model/CDTrack.h"
+
+#include <functional>
+
+namespace orvane {
+
+struct WorkspaceHooks {
+    // Peaks: rebuild peaksCache and takePeaksCache for the whole project in the background.
+    std::function<void()> regeneratePeaks;
+    // Peaks: generate one track's peaks in the background and store them under its id.
+    std::function<void(const CDTrack& track)> generateTrackPeaks;
+
+    // Loudness: the copy of the project written by a save, with the measurements held in memory
+    // merged in. Without the hook the project is written as it is.
+    std::function<CDProject(const CDProject& project)> projectWithLoudness;
+    // Loudness: empty the measurements and the album figure (a document is replaced).
+    std::function<void()> clearLoudness;
+    // Loudness: take up the measurements stored in a freshly opened project.
+    std::function<void()> seedLoudnessFromProject;
+    // Loudness: derive the album figure again after the track list changed.
+    std::function<void()> rederiveAlbumLoudness;
+
+    // Recovery copy: delete the file. Runs on the workspace's autosave queue, never on the main
+    // thread.
+    std::function<void()> clearRecoveryFile;
+
+    // Vinyl: rebuild the projection of the active side (setSideProjection) from the project.
+    std::function<void()> refreshVinylSide;
+};
+
+} // namespace orvane

@@ -1,0 +1,103 @@
+#pragma once
+// A recording stand-in for the playback engine: it keeps the transport state the workspace reads
+// (playing, playhead, the model it was given) and writes every command to `calls` as a short text
+// ("load", "update", "reflect", "seek(12.5)", "play", ...). Tests only.
+
+#include "workspace/PlaybackControl.h"
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace orvane::testing {
+
+class FakePlayback final : public PlaybackControl {
+  public:
+    struct State {
+        std::vector<std::string> calls;
+        bool playing = false;
+        bool scrubbing = false;
+        bool spooling = false;
+        double time = 0.0;
+        std::vector<TrackPosition> positions;
+        std::optional<CDProject> project;
+        std::optional<std::pair<double, double>> loop;
+        double scrubGain = 1.0;
+        double outputVolume = 1.0;
+        SRCStateHandler srcHandler;
+        TimeUpdateHandler timeHandler;
+
+        void clearCalls() { calls.clear(); }
+        std::string joined() const {
+            std::string all;
+            for (const auto& c : calls) {
+                all += (all.empty() ? "" : " ") + c;
+            }
+            return all;
+        }
+    };
+
+    // The state outlives the fake's ownership by the workspace, so a test keeps looking at it.
+    explicit FakePlayback(std::shared_ptr<State> state) : s_(std::move(state)) {}
+
+    void load(const CDProject& project, const std::vector<TrackPosition>& positions) override {
+        s_->playing = false; // from rest
+        s_->project = project;
+        s_->positions = positions;
+        s_->calls.push_back("load");
+    }
+    void updateProjectAndPositions(const CDProject& project,
+                                   const std::vector<TrackPosition>& positions) override {
+        s_->project = project;
+        s_->positions = positions;
+        s_->calls.push_back("update");
+    }
+    void reflectEditDuringPlayback() override { s_->calls.push_back("reflect"); }
+    void seek(double toSeconds) override {
+        s_->time = std::max(0.0, toSeconds);
+        s_->calls.push_back("seek(" + number(toSeconds) + ")");
+    }
+    void play() override {
+        s_->playing = true;
+        s_->calls.push_back("play");
+    }
+    void pause() override {
+        s_->playing = false;
+        s_->calls.push_back("pause");
+    }
+    void stop() override {
+        s_->playing = false;
+        s_->time = 0.0;
+        s_->calls.push_back("stop");
+    }
+    bool isPlaying() const override { return s_->playing; }
+    bool isScrubbing() const override { return s_->scrubbing; }
+    bool isSpooling() const override { return s_->spooling; }
+    double currentTime() const override { return s_->time; }
+    const std::vector<TrackPosition>& currentPositions() const override { return s_->positions; }
+    const std::optional<CDProject>& currentProject() const override { return s_->project; }
+    void setLoopRange(double startSeconds, double endSeconds) override {
+        s_->loop = std::make_pair(startSeconds, endSeconds);
+        s_->calls.push_back("loop(" + number(startSeconds) + "," + number(endSeconds) + ")");
+    }
+    void clearLoopRange() override {
+        s_->loop.reset();
+        s_->calls.push_back("clearLoop");
+    }
+    void setScrubGain(double gain) override { s_->scrubGain = gain; }
+    void setOutputVolume(double volume) override { s_->outputVolume = volume; }
+    void stopPreview() override { s_->calls.push_back("stopPreview"); }
+    void setSRCStateChangeHandler(SRCStateHandler handler) override { s_->srcHandler = std::move(handler); }
+    void setTimeUpdateHandler(TimeUpdateHandler handler) override { s_->timeHandler = std::move(handler); }
+
+  private:
+    static std::string number(double v) {
+        std::ostringstream out;
+        out << v;
+        return out.str();
+    }
+    std::shared_ptr<State> s_;
+};
+
+} // namespace orvane::testing

@@ -1,0 +1,69 @@
+#pragma once
+// A workspace on a manual main loop, a recording engine, a wall clock the test sets, and a
+// defaults file in a fresh temporary folder. Tests only.
+
+#include "model/CDTrack.h"
+#include "platform/DefaultsStore.h"
+#include "platform/MainLoop.h"
+#include "workspace/WorkspaceState.h"
+#include "workspace/tests/FakePlayback.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+
+namespace orvane::testing {
+
+class WorkspaceFixture : public ::testing::Test {
+  protected:
+    WorkspaceFixture() {
+        std::random_device seed;
+        folder = std::filesystem::temp_directory_path() /
+                 ("orvane-workspace-test-" + std::to_string(seed()) + std::to_string(seed()));
+        std::filesystem::create_directories(folder);
+        defaults = std::make_unique<DefaultsStore>(folder / "defaults.json");
+        makeWorkspace();
+    }
+    ~WorkspaceFixture() override {
+        ws.reset();
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    void makeWorkspace() {
+        ws.reset();
+        engine = std::make_shared<FakePlayback::State>();
+        ws = std::make_unique<WorkspaceState>(loop, std::make_unique<FakePlayback>(engine), *defaults,
+                                              [this] { return wallSeconds; });
+    }
+
+    // Ends the present turn of the main loop: the undo group closes.
+    void endTurn() { loop.runOneTurn(); }
+
+    // A track of whole frames with the usual 150-frame pre-gap.
+    static CDTrack track(const std::string& title, std::int64_t frames, std::int64_t preGap = 150) {
+        return CDTrack::make(title, std::nullopt, preGap, frames * 588);
+    }
+
+    // One edit through the setter, then the end of the turn: one undo step.
+    void edit(const std::function<void(CDProject&)>& change) {
+        CDProject p = ws->project();
+        change(p);
+        ws->setProject(std::move(p));
+        endTurn();
+    }
+
+    std::filesystem::path folder;
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    MainLoop loop{clock};
+    std::unique_ptr<DefaultsStore> defaults;
+    std::shared_ptr<FakePlayback::State> engine;
+    double wallSeconds = 1000.0;
+    std::unique_ptr<WorkspaceState> ws;
+};
+
+} // namespace orvane::testing
