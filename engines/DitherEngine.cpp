@@ -6,6 +6,10 @@
 #include <cmath>
 #include <limits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace orvane {
 
 namespace {
@@ -84,6 +88,211 @@ inline double finiteOrZero(double x) noexcept {
 
 } // namespace
 
+// One channel's running state, held in registers while a loop runs.
+struct detail::DitherChannel {
+    std::uint64_t s;
+    double e0, e1, e2, e3, e4, e5, e6, e7;
+    double scale;
+    double inverse;
+};
+
+// One sample of the written algorithm. With KeepAll false the four oldest errors, which are never
+// read, are not shifted; the caller makes sure four full steps follow before the history is stored.
+namespace {
+
+using Channel = detail::DitherChannel;
+
+template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sample) noexcept {
+    using F = Feedback<Type>;
+    const double y = c.scale * finiteOrZero(sample);
+    c.s = xorshift(c.s);
+    const double u1 = unitValue(c.s);
+    c.s = xorshift(c.s);
+    const double u2 = unitValue(c.s);
+    const double d = (u1 + u2) + (-1.0);
+    if constexpr (F::taps == 0) {
+        sample = quantise(y + d, c.scale).q * c.inverse;
+    } else {
+        // w = c1 e0 + c2 e1 + c3 e2 + c4 e3, left to right. Zero taps add ±0.0, which changes
+        // nothing unless the sum so far is itself zero; only then is the full sum worth its time.
+        double w = F::c[0] * c.e0;
+        if constexpr (F::taps > 1) {
+            w = w + F::c[1] * c.e1;
+        }
+        if constexpr (F::taps > 2) {
+            w = w + F::c[2] * c.e2;
+        }
+        if constexpr (F::taps > 3) {
+            w = w + F::c[3] * c.e3;
+        }
+        if constexpr (F::taps < 4) {
+            if (w == 0.0) [[unlikely]] {
+                w = ((F::c[0] * c.e0 + F::c[1] * c.e1) + F::c[2] * c.e2) + F::c[3] * c.e3;
+            }
+        }
+        if (!(std::fabs(w) <= std::numeric_limits<double>::max())) [[unlikely]] {
+            // Under sustained overload the history of an unstable shaper grows until the sum
+            // overflows; start the shaping afresh instead of letting NaN reach the output.
+            c.e0 = c.e1 = c.e2 = c.e3 = c.e4 = c.e5 = c.e6 = c.e7 = 0.0;
+            w = 0.0;
+        }
+        const double v = w + (y + d);
+        const Quantised q = quantise(v, c.scale);
+        if constexpr (KeepAll) {
+            c.e7 = c.e6;
+            c.e6 = c.e5;
+            c.e5 = c.e4;
+            c.e4 = c.e3;
+        }
+        c.e3 = c.e2;
+        c.e2 = c.e1;
+        c.e1 = c.e0;
+        c.e0 = q.onGrid - v; // the same bits as q - v, also for a zero q
+        sample = q.q * c.inverse;
+    }
+}
+
+// A whole block of one channel; the last four samples take full steps so all eight errors are right.
+template <DitherType Type> inline void run(Channel& c, std::span<double> samples) noexcept {
+    const std::size_t head = samples.size() >= 4 ? samples.size() - 4 : 0;
+    for (std::size_t i = 0; i < head; ++i) {
+        step<Type, false>(c, samples[i]);
+    }
+    for (std::size_t i = head; i < samples.size(); ++i) {
+        step<Type, true>(c, samples[i]);
+    }
+}
+
+#if defined(__SSE2__)
+
+// The two channels' values side by side in the two lanes of an SSE2 register: the same operations in
+// the same order, so the same bits, for half the instructions. A sample where either lane needs a
+// rare path (a clamp, an exact tie, a zero or overflowing feedback sum, a NaN) is done again by the
+// scalar step for both lanes, from the state before it.
+struct Lanes {
+    __m128i s;
+    __m128d e0, e1, e2, e3;
+};
+
+// Each lane's state as a double, rounded once as a plain conversion would be: the two 32-bit halves
+// are made exact through the exponent bits, then added.
+inline __m128d stateAsDouble(__m128i s) noexcept {
+    const __m128i low = _mm_or_si128(_mm_and_si128(s, _mm_set1_epi64x(0xFFFFFFFFLL)),
+                                     _mm_set1_epi64x(0x4330000000000000LL)); // 2^52 + low
+    const __m128i high = _mm_or_si128(_mm_srli_epi64(s, 32),
+                                      _mm_set1_epi64x(0x4530000000000000LL)); // 2^84 + high * 2^32
+    const __m128d lowValue = _mm_sub_pd(_mm_castsi128_pd(low), _mm_set1_pd(0x1p52));
+    const __m128d highValue = _mm_sub_pd(_mm_castsi128_pd(high), _mm_set1_pd(0x1p84));
+    return _mm_add_pd(highValue, lowValue);
+}
+
+inline __m128i xorshiftLanes(__m128i s) noexcept {
+    s = _mm_xor_si128(s, _mm_srli_epi64(s, 12));
+    s = _mm_xor_si128(s, _mm_slli_epi64(s, 25));
+    return _mm_xor_si128(s, _mm_srli_epi64(s, 27));
+}
+
+template <DitherType Type>
+inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size_t count) noexcept {
+    using F = Feedback<Type>;
+    const __m128d scale = _mm_set1_pd(a.scale);
+    const __m128d inverse = _mm_set1_pd(a.inverse);
+    const __m128d signBit = _mm_set1_pd(-0.0);
+    const __m128d magic = _mm_set1_pd(0x1.8p52);
+    const __m128d half = _mm_set1_pd(0.5);
+    const __m128d largest = _mm_set1_pd(std::numeric_limits<double>::max());
+    const __m128d zero = _mm_setzero_pd();
+    Lanes l{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)), _mm_set_pd(b.e0, a.e0),
+            _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
+    const auto spill = [&] {
+        alignas(16) std::uint64_t states[2];
+        alignas(16) double e[4][2];
+        _mm_store_si128(reinterpret_cast<__m128i*>(states), l.s);
+        _mm_store_pd(e[0], l.e0);
+        _mm_store_pd(e[1], l.e1);
+        _mm_store_pd(e[2], l.e2);
+        _mm_store_pd(e[3], l.e3);
+        a.s = states[0];
+        b.s = states[1];
+        a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
+        b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        const __m128d y = _mm_mul_pd(scale, _mm_set_pd(z[i], x[i]));
+        const __m128i s1 = xorshiftLanes(l.s);
+        const __m128i s2 = xorshiftLanes(s1);
+        // Scaling by 2^-64 is exact, so it may follow the sum of the two unscaled values.
+        const __m128d d =
+            _mm_add_pd(_mm_mul_pd(_mm_add_pd(stateAsDouble(s1), stateAsDouble(s2)), _mm_set1_pd(0x1p-64)),
+                       _mm_set1_pd(-1.0));
+        __m128d w = zero;
+        __m128d rare = zero;
+        if constexpr (F::taps > 0) {
+            w = _mm_mul_pd(_mm_set1_pd(F::c[0]), l.e0);
+            if constexpr (F::taps > 1) {
+                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), l.e1));
+            }
+            if constexpr (F::taps > 2) {
+                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), l.e2));
+            }
+            if constexpr (F::taps > 3) {
+                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), l.e3));
+            }
+            rare = _mm_cmpnle_pd(_mm_andnot_pd(signBit, w), largest); // overflowed or NaN
+            if constexpr (F::taps < 4) {
+                rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, zero));
+            }
+        }
+        const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
+        const __m128d r = _mm_sub_pd(_mm_add_pd(v, magic), magic);
+        rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(signBit, v), scale)); // clamp, NaN, infinity
+        rare = _mm_or_pd(rare, _mm_cmpeq_pd(_mm_andnot_pd(signBit, _mm_sub_pd(v, r)), half)); // a tie
+        if (_mm_movemask_pd(rare) != 0) [[unlikely]] {
+            spill();
+            step<Type, false>(a, x[i]);
+            step<Type, false>(b, z[i]);
+            l = Lanes{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)),
+                      _mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2),
+                      _mm_set_pd(b.e3, a.e3)};
+            continue;
+        }
+        l.s = s2;
+        if constexpr (F::taps > 0) {
+            l.e3 = l.e2;
+            l.e2 = l.e1;
+            l.e1 = l.e0;
+            l.e0 = _mm_sub_pd(r, v);
+        }
+        // r and v have the same sign unless r is zero; the sign of v makes it std::round's zero.
+        const __m128d out = _mm_mul_pd(_mm_or_pd(r, _mm_and_pd(v, signBit)), inverse);
+        _mm_storel_pd(x + i, out);
+        _mm_storeh_pd(z + i, out);
+    }
+    spill();
+}
+
+#endif
+
+// Two independent channels at once: in SSE2 lanes where there are any, else in one scalar loop so
+// that the processor at least overlaps their dependency chains.
+template <DitherType Type>
+inline void runPair(Channel& a, std::span<double> x, Channel& b, std::span<double> z) noexcept {
+    const std::size_t common = std::min(x.size(), z.size());
+    const std::size_t head = common >= 4 ? common - 4 : 0;
+#if defined(__SSE2__)
+    runPairLanes<Type>(a, x.data(), b, z.data(), head);
+#else
+    for (std::size_t i = 0; i < head; ++i) {
+        step<Type, false>(a, x[i]);
+        step<Type, false>(b, z[i]);
+    }
+#endif
+    run<Type>(a, x.subspan(head));
+    run<Type>(b, z.subspan(head));
+}
+
+} // namespace
+
 DitherEngine::DitherEngine(DitherType type, int bitDepth, std::uint64_t seed) noexcept
     : type_(type), bitDepth_(std::clamp(bitDepth, 2, 32)),
       scale_(std::ldexp(1.0, std::clamp(bitDepth, 2, 32) - 1) - 1.0), c_(ditherFeedback(type)),
@@ -91,83 +300,74 @@ DitherEngine::DitherEngine(DitherType type, int bitDepth, std::uint64_t seed) no
     assert(bitDepth >= 2 && bitDepth <= 32);
 }
 
-void DitherEngine::process(std::span<double> samples) noexcept {
-    switch (type_) {
-    case DitherType::none:
-        return; // rounding is left to the caller's packing
-    case DitherType::tpdf:
-        processLoop<DitherType::tpdf>(samples);
-        return;
-    case DitherType::highPass:
-        processLoop<DitherType::highPass>(samples);
-        return;
-    case DitherType::lipshitz:
-        processLoop<DitherType::lipshitz>(samples);
-        return;
-    case DitherType::shibata:
-        processLoop<DitherType::shibata>(samples);
-        return;
-    case DitherType::gesemann:
-        processLoop<DitherType::gesemann>(samples);
-        return;
-    }
+Channel DitherEngine::loadChannel() const noexcept {
+    return {state_, e_[0], e_[1], e_[2], e_[3], e_[4], e_[5], e_[6], e_[7], scale_, 1.0 / scale_};
 }
 
-template <DitherType Type> void DitherEngine::processLoop(std::span<double> samples) noexcept {
-    using F = Feedback<Type>;
-    const double scale = scale_;
-    const double inverse = 1.0 / scale;
-    std::uint64_t s = state_;
-    // The history lives in registers for the call; all eight are shifted, only four are read.
-    double e0 = e_[0], e1 = e_[1], e2 = e_[2], e3 = e_[3], e4 = e_[4], e5 = e_[5], e6 = e_[6], e7 = e_[7];
-    for (double& sample : samples) {
-        const double y = scale * finiteOrZero(sample);
-        s = xorshift(s);
-        const double u1 = unitValue(s);
-        s = xorshift(s);
-        const double u2 = unitValue(s);
-        const double d = (u1 + u2) + (-1.0);
-        if constexpr (F::taps == 0) {
-            sample = quantise(y + d, scale).q * inverse;
-        } else {
-            // w = c1 e0 + c2 e1 + c3 e2 + c4 e3, left to right. Zero taps add ±0.0, which changes
-            // nothing unless the sum so far is itself zero; only then is the full sum worth its time.
-            double w = F::c[0] * e0;
-            if constexpr (F::taps > 1) {
-                w = w + F::c[1] * e1;
-            }
-            if constexpr (F::taps > 2) {
-                w = w + F::c[2] * e2;
-            }
-            if constexpr (F::taps > 3) {
-                w = w + F::c[3] * e3;
-            }
-            if constexpr (F::taps < 4) {
-                if (w == 0.0) [[unlikely]] {
-                    w = ((F::c[0] * e0 + F::c[1] * e1) + F::c[2] * e2) + F::c[3] * e3;
-                }
-            }
-            if (!(std::fabs(w) <= std::numeric_limits<double>::max())) [[unlikely]] {
-                // Under sustained overload the history of an unstable shaper grows until the sum
-                // overflows; start the shaping afresh instead of letting NaN reach the output.
-                e0 = e1 = e2 = e3 = e4 = e5 = e6 = e7 = 0.0;
-                w = 0.0;
-            }
-            const double v = w + (y + d);
-            const Quantised q = quantise(v, scale);
-            e7 = e6;
-            e6 = e5;
-            e5 = e4;
-            e4 = e3;
-            e3 = e2;
-            e2 = e1;
-            e1 = e0;
-            e0 = q.onGrid - v; // the same bits as q - v, also for a zero q
-            sample = q.q * inverse;
-        }
+void DitherEngine::storeChannel(const Channel& c) noexcept {
+    state_ = c.s;
+    e_ = {c.e0, c.e1, c.e2, c.e3, c.e4, c.e5, c.e6, c.e7};
+}
+
+void DitherEngine::process(std::span<double> samples) noexcept {
+    if (type_ == DitherType::none || samples.empty()) {
+        return; // none leaves rounding to the caller's packing
     }
-    state_ = s;
-    e_ = {e0, e1, e2, e3, e4, e5, e6, e7};
+    Channel c = loadChannel();
+    switch (type_) {
+    case DitherType::none:
+        break;
+    case DitherType::tpdf:
+        run<DitherType::tpdf>(c, samples);
+        break;
+    case DitherType::highPass:
+        run<DitherType::highPass>(c, samples);
+        break;
+    case DitherType::lipshitz:
+        run<DitherType::lipshitz>(c, samples);
+        break;
+    case DitherType::shibata:
+        run<DitherType::shibata>(c, samples);
+        break;
+    case DitherType::gesemann:
+        run<DitherType::gesemann>(c, samples);
+        break;
+    }
+    storeChannel(c);
+}
+
+void DitherEngine::processPair(DitherEngine& left, std::span<double> leftSamples, DitherEngine& right,
+                               std::span<double> rightSamples) noexcept {
+    assert(&left != &right);
+    if (left.type_ != right.type_ || left.bitDepth_ != right.bitDepth_ || left.type_ == DitherType::none ||
+        &left == &right) {
+        left.process(leftSamples);
+        right.process(rightSamples);
+        return;
+    }
+    Channel a = left.loadChannel();
+    Channel b = right.loadChannel();
+    switch (left.type_) {
+    case DitherType::none:
+        break;
+    case DitherType::tpdf:
+        runPair<DitherType::tpdf>(a, leftSamples, b, rightSamples);
+        break;
+    case DitherType::highPass:
+        runPair<DitherType::highPass>(a, leftSamples, b, rightSamples);
+        break;
+    case DitherType::lipshitz:
+        runPair<DitherType::lipshitz>(a, leftSamples, b, rightSamples);
+        break;
+    case DitherType::shibata:
+        runPair<DitherType::shibata>(a, leftSamples, b, rightSamples);
+        break;
+    case DitherType::gesemann:
+        runPair<DitherType::gesemann>(a, leftSamples, b, rightSamples);
+        break;
+    }
+    left.storeChannel(a);
+    right.storeChannel(b);
 }
 
 } // namespace orvane
