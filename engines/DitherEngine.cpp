@@ -46,14 +46,38 @@ inline std::uint64_t xorshift(std::uint64_t s) noexcept {
     return s;
 }
 
-// The state as a double times 2^-64, rounded exactly as a plain conversion would be. x86-64 has no
-// unsigned conversion, and the compiler's version branches on the top bit, which random data
-// mispredicts half the time; two exact halves and one rounding addition give the same bits.
+// d = (u1 + u2) + (-1.0) with u = s as a double times 2^-64. x86-64 has no unsigned conversion, and
+// the compiler's version branches on the top bit, which random data mispredicts half the time; each
+// 32-bit half is made exact through the exponent bits and the halves added, which rounds once, like a
+// plain conversion. Scaling by 2^-64 is exact, so it may follow the sum of the two unscaled values.
+#if defined(__SSE2__)
+inline __m128d stateAsDouble(__m128i s) noexcept {
+    const __m128i low = _mm_or_si128(_mm_and_si128(s, _mm_set1_epi64x(0xFFFFFFFFLL)),
+                                     _mm_set1_epi64x(0x4330000000000000LL)); // 2^52 + low
+    const __m128i high = _mm_or_si128(_mm_srli_epi64(s, 32),
+                                      _mm_set1_epi64x(0x4530000000000000LL)); // 2^84 + high * 2^32
+    const __m128d lowValue = _mm_sub_pd(_mm_castsi128_pd(low), _mm_set1_pd(0x1p52));
+    const __m128d highValue = _mm_sub_pd(_mm_castsi128_pd(high), _mm_set1_pd(0x1p84));
+    return _mm_add_pd(highValue, lowValue);
+}
+
+inline double ditherValue(std::uint64_t s1, std::uint64_t s2) noexcept {
+    const __m128d both =
+        stateAsDouble(_mm_set_epi64x(static_cast<long long>(s2), static_cast<long long>(s1)));
+    const double sum = _mm_cvtsd_f64(_mm_add_sd(both, _mm_unpackhi_pd(both, both)));
+    return sum * 0x1p-64 + (-1.0);
+}
+#else
 inline double unitValue(std::uint64_t s) noexcept {
     const double high = static_cast<double>(static_cast<std::int64_t>(s >> 32)) * 0x1p32;
     const double low = static_cast<double>(static_cast<std::int64_t>(s & 0xFFFFFFFFULL));
-    return (high + low) * 0x1p-64;
+    return high + low;
 }
+
+inline double ditherValue(std::uint64_t s1, std::uint64_t s2) noexcept {
+    return (unitValue(s1) + unitValue(s2)) * 0x1p-64 + (-1.0);
+}
+#endif
 
 // q = round(v) halves away from zero, clamped to -scale ... scale, with the sign of zero that
 // std::round gives, split in two so the feedback loop waits as little as possible:
@@ -81,11 +105,6 @@ inline Quantised quantise(double v, double scale) noexcept {
     return {r, std::copysign(r, v)};
 }
 
-// A NaN or infinite input becomes 0.0; finite values pass unchanged.
-inline double finiteOrZero(double x) noexcept {
-    return std::fabs(x) <= std::numeric_limits<double>::max() ? x : 0.0;
-}
-
 } // namespace
 
 // One channel's running state, held in registers while a loop runs.
@@ -104,13 +123,16 @@ using Channel = detail::DitherChannel;
 
 template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sample) noexcept {
     using F = Feedback<Type>;
-    const double y = c.scale * finiteOrZero(sample);
-    c.s = xorshift(c.s);
-    const double u1 = unitValue(c.s);
-    c.s = xorshift(c.s);
-    const double u2 = unitValue(c.s);
-    const double d = (u1 + u2) + (-1.0);
+    // A NaN or infinite sample is caught where v leaves the range, off the common path.
+    double y = c.scale * sample;
+    const std::uint64_t s1 = xorshift(c.s);
+    c.s = xorshift(s1);
+    const double d = ditherValue(s1, c.s);
     if constexpr (F::taps == 0) {
+        if (!(std::fabs(y + d) <= c.scale) && !(std::fabs(sample) <= std::numeric_limits<double>::max()))
+            [[unlikely]] {
+            y = 0.0;
+        }
         sample = quantise(y + d, c.scale).q * c.inverse;
     } else {
         // w = c1 e0 + c2 e1 + c3 e2 + c4 e3, left to right. Zero taps add ±0.0, which changes
@@ -136,7 +158,12 @@ template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sa
             c.e0 = c.e1 = c.e2 = c.e3 = c.e4 = c.e5 = c.e6 = c.e7 = 0.0;
             w = 0.0;
         }
-        const double v = w + (y + d);
+        double v = w + (y + d);
+        if (!(std::fabs(v) <= c.scale) && !(std::fabs(sample) <= std::numeric_limits<double>::max()))
+            [[unlikely]] {
+            y = 0.0;
+            v = w + (y + d);
+        }
         const Quantised q = quantise(v, c.scale);
         if constexpr (KeepAll) {
             c.e7 = c.e6;
@@ -173,18 +200,6 @@ struct Lanes {
     __m128i s;
     __m128d e0, e1, e2, e3;
 };
-
-// Each lane's state as a double, rounded once as a plain conversion would be: the two 32-bit halves
-// are made exact through the exponent bits, then added.
-inline __m128d stateAsDouble(__m128i s) noexcept {
-    const __m128i low = _mm_or_si128(_mm_and_si128(s, _mm_set1_epi64x(0xFFFFFFFFLL)),
-                                     _mm_set1_epi64x(0x4330000000000000LL)); // 2^52 + low
-    const __m128i high = _mm_or_si128(_mm_srli_epi64(s, 32),
-                                      _mm_set1_epi64x(0x4530000000000000LL)); // 2^84 + high * 2^32
-    const __m128d lowValue = _mm_sub_pd(_mm_castsi128_pd(low), _mm_set1_pd(0x1p52));
-    const __m128d highValue = _mm_sub_pd(_mm_castsi128_pd(high), _mm_set1_pd(0x1p84));
-    return _mm_add_pd(highValue, lowValue);
-}
 
 inline __m128i xorshiftLanes(__m128i s) noexcept {
     s = _mm_xor_si128(s, _mm_srli_epi64(s, 12));
