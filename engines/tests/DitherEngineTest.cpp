@@ -1,5 +1,7 @@
 #include "engines/DitherEngine.h"
 
+#include "engines/tests/AllocationCounter.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -177,6 +179,20 @@ TEST(DitherEngine, pairedChannelsGiveTheSameBitsAsOneAfterTheOther) {
             EXPECT_EQ(a.randomState(), aAlone.randomState());
             EXPECT_EQ(b.randomState(), bAlone.randomState());
         }
+    }
+}
+
+TEST(DitherEngine, processAllocatesNothing) {
+    // The per-sample paths, one channel or two, never touch the heap.
+    std::vector<double> left = mixedSignal(29400, 5);
+    std::vector<double> right = mixedSignal(29400, 6);
+    for (const DitherType type : allDitherTypes) {
+        DitherEngine a(type, 16, DitherEngine::seedForChannel(0));
+        DitherEngine b(type, 16, DitherEngine::seedForChannel(1));
+        const std::size_t before = testing::allocationCount();
+        a.process(left);
+        DitherEngine::processPair(a, left, b, right);
+        EXPECT_EQ(testing::allocationCount(), before) << rawValue(type);
     }
 }
 
