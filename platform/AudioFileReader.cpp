@@ -163,7 +163,10 @@ tl::expected<std::size_t, AudioFileError> AudioFileReader::read(AudioBuffer& buf
                     error(AudioFileErrorCode::readFailed,
                           "Cannot read \"" + path_.string() + "\": " + sf_strerror(handle_->file)));
             }
-            break; // the data ends before the length the header promised: a short read
+            // The data ends before the length the header promised: a short read, and from now on the
+            // length is what is really there, so loops that read up to it come to an end.
+            lengthFrames_ = framePosition_;
+            break;
         }
     }
     return done;

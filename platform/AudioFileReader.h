@@ -31,7 +31,8 @@ class AudioFileReader final {
     const AudioFileFormat& fileFormat() const noexcept { return format_; }
     double sampleRate() const noexcept { return format_.sampleRate; }
     int channelCount() const noexcept { return format_.channelCount; }
-    // Frames at the file's own rate, as the decoder reports them.
+    // Frames at the file's own rate, as the decoder reports them; lowered to the real end when a read
+    // finds the data stopping short of it (a cut-off file).
     std::int64_t lengthFrames() const noexcept { return lengthFrames_; }
 
     // Where the next read starts.

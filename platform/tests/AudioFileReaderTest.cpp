@@ -160,6 +160,7 @@ TEST_F(AudioFileReaderTest, wavCutShortInsideItsDataReadsWhatIsThere) {
         ASSERT_EQ(buffer.channel(0)[i], rampValue(static_cast<std::int64_t>(i)));
     }
     EXPECT_EQ(reader->read(buffer).value_or(0), 0u);
+    EXPECT_EQ(reader->lengthFrames(), static_cast<std::int64_t>(frames)); // a read-to-the-end loop stops
 }
 
 // Level and frequency of a stretch by correlation with a sine and a cosine over whole periods.
