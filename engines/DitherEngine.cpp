@@ -310,8 +310,7 @@ inline void runPair(Channel& a, std::span<double> x, Channel& b, std::span<doubl
 
 DitherEngine::DitherEngine(DitherType type, int bitDepth, std::uint64_t seed) noexcept
     : type_(type), bitDepth_(std::clamp(bitDepth, 2, 32)),
-      scale_(std::ldexp(1.0, std::clamp(bitDepth, 2, 32) - 1) - 1.0), c_(ditherFeedback(type)),
-      state_(seed == 0 ? defaultSeed : seed) {
+      scale_(std::ldexp(1.0, std::clamp(bitDepth, 2, 32) - 1) - 1.0), state_(seed == 0 ? defaultSeed : seed) {
     assert(bitDepth >= 2 && bitDepth <= 32);
 }
 

@@ -41,9 +41,10 @@ class DitherEngine final {
     // call.
     void process(std::span<double> samples) noexcept;
 
-    // Runs two engines over their own channels in one pass: the same bits as left.process(leftSamples)
-    // then right.process(rightSamples), about twice as fast, since the processor overlaps the two
-    // independent feedback loops. Engines of different types are simply run one after the other.
+    // Runs two engines over their own channels in one pass, side by side in vector lanes: the same bits
+    // as left.process(leftSamples) then right.process(rightSamples), about twice as fast, since one
+    // channel's feedback loop is a serial chain. Engines of different types or word lengths are simply
+    // run one after the other.
     static void processPair(DitherEngine& left, std::span<double> leftSamples, DitherEngine& right,
                             std::span<double> rightSamples) noexcept;
 
@@ -63,7 +64,6 @@ class DitherEngine final {
     DitherType type_;
     int bitDepth_;
     double scale_;
-    std::array<double, 4> c_;
     std::array<double, 8> e_{};
     std::uint64_t state_;
 };
