@@ -9,6 +9,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     nlohmann-json3-dev libexpected-dev libssl-dev
     libsndfile1-dev libsoxr-dev libfftw3-dev libsamplerate0-dev
+    libcairo2-dev libpango1.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
 )
 
 sudo_cmd=()
