@@ -3,6 +3,7 @@
 #include "TagFileBuilder.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -50,8 +51,8 @@ TEST(AudioMetadataReader, readsBroadcastWaveChunksAroundTheAudio) {
 }
 
 TEST(AudioMetadataReader, readsFilesOnDiskByPathAndURL) {
-    // The same bytes read from a file give the same record; a missing file, a folder or a URL that is not a
-    // file give the empty record.
+    // The same bytes read from a file give the same record; a missing file, a folder, a pipe or a URL that is
+    // not a file give the empty record.
     const std::filesystem::path folder = std::filesystem::temp_directory_path() / "orvane-tags-test";
     std::filesystem::create_directories(folder);
     const std::filesystem::path file = folder / "Morning Tide.wav";
@@ -60,6 +61,10 @@ TEST(AudioMetadataReader, readsFilesOnDiskByPathAndURL) {
     EXPECT_EQ(AudioMetadataReader::read(file).title, "Morning Tide");
     EXPECT_EQ(AudioMetadataReader::read(folder / "absent.wav"), AudioFileMetadata{});
     EXPECT_EQ(AudioMetadataReader::read(folder), AudioFileMetadata{});
+    // A named pipe would block an open for reading until a writer comes; it must be refused instead.
+    const std::filesystem::path pipe = folder / "pipe.wav";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(AudioMetadataReader::read(pipe), AudioFileMetadata{});
     EXPECT_EQ(AudioMetadataReader::read(FileURL{"https://example.com/a.wav"}), AudioFileMetadata{});
     std::filesystem::remove_all(folder);
 }
