@@ -9,8 +9,10 @@
 #include "model/TrackPosition.h"
 #include "model/Uuid.h"
 
+#include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace orvane {
@@ -53,6 +55,14 @@ class PlaybackControl {
 
     // Ends a take audition and returns to the timeline.
     virtual void stopPreview() = 0;
+
+    // Fills the SRC cache in the background for every track's active file and every take that needs
+    // it; each one's state comes back through the SRC state handler.
+    virtual void rebuildSRCCaches(const CDProject& project) = 0;
+    // The same for one file, under the id of its track or take; its own settings win over the master's.
+    virtual void rebuildSRCCache(const Uuid& id, const std::filesystem::path& source,
+                                 const std::string& masterSRC, const std::optional<std::string>& algorithm,
+                                 const std::string& masterPhase, const std::optional<std::string>& phase) = 0;
 
     // Told whenever the SRC cache of a track or take (by id) changes state.
     using SRCStateHandler = std::function<void(const Uuid& id, SRCCacheState state)>;

@@ -7,6 +7,7 @@
 
 #include "model/CDProject.h"
 #include "model/CDTrack.h"
+#include "model/Uuid.h"
 
 #include <functional>
 
@@ -31,6 +32,18 @@ struct WorkspaceHooks {
     // Recovery copy: delete the file. Runs on the workspace's autosave queue, never on the main
     // thread.
     std::function<void()> clearRecoveryFile;
+
+    // Loudness: forget the measurement held in memory for a track or take (its file was replaced).
+    std::function<void(const Uuid& id)> forgetLoudness;
+
+    // Spectral imprints: drop what is cached or in flight for a track or take, or for everything.
+    std::function<void(const Uuid& id)> invalidateSpectral;
+    std::function<void()> clearSpectralCache;
+
+    // Take audition: draw the audition's waveform again (its converter may have changed), and start
+    // auditioning a take of a track (sourceID: the take, or the track for its active take).
+    std::function<void()> refreshPreviewWaveform;
+    std::function<void(const Uuid& trackID, const Uuid& sourceID, bool autoPlay)> startPreview;
 
     // Vinyl: rebuild the projection of the active side (setSideProjection) from the project.
     std::function<void()> refreshVinylSide;

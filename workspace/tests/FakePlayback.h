@@ -88,6 +88,12 @@ class FakePlayback final : public PlaybackControl {
     void setScrubGain(double gain) override { s_->scrubGain = gain; }
     void setOutputVolume(double volume) override { s_->outputVolume = volume; }
     void stopPreview() override { s_->calls.push_back("stopPreview"); }
+    void rebuildSRCCaches(const CDProject&) override { s_->calls.push_back("rebuildSRCCaches"); }
+    void rebuildSRCCache(const Uuid& id, const std::filesystem::path&, const std::string& masterSRC,
+                         const std::optional<std::string>& algorithm, const std::string&,
+                         const std::optional<std::string>&) override {
+        s_->calls.push_back("rebuildSRCCache(" + id.string() + "," + algorithm.value_or(masterSRC) + ")");
+    }
     void setSRCStateChangeHandler(SRCStateHandler handler) override { s_->srcHandler = std::move(handler); }
     void setTimeUpdateHandler(TimeUpdateHandler handler) override { s_->timeHandler = std::move(handler); }
 
