@@ -20,6 +20,7 @@ struct Command {
 int runLayout(Args args);
 int runDemo(Args args);
 int runSrc(Args args);
+int runPq(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -26,6 +26,7 @@ constexpr std::array kCommands{
     Command{"layout", "print a project's disc layout", orvane::cli::runLayout},
     Command{"demo", "write a demo project with synthesised audio", orvane::cli::runDemo},
     Command{"src", "convert an audio file's sample rate; list the converters", orvane::cli::runSrc},
+    Command{"pq", "write a project's PQ sheet as PDF and CSV", orvane::cli::runPq},
 };
 
 void printUsage(std::FILE* to) {

@@ -341,6 +341,15 @@ tl::expected<std::string, std::string> pdfData(const CDProject& project,
     return bytes;
 }
 
+TrackLoudnessMap storedLoudness(const CDProject& project) {
+    TrackLoudnessMap loudness;
+    for (const auto& track : project.tracks)
+        if (track.loudness && track.loudness->matches(track.audioFileURL))
+            loudness[track.id] =
+                TrackLoudness{track.loudness->lufs, track.loudness->truePeak, track.loudness->lra};
+    return loudness;
+}
+
 tl::expected<PQSheetFiles, std::string> exportFiles(const CDProject& project,
                                                     const std::vector<TrackPosition>& positions,
                                                     const TrackLoudnessMap& loudness,
@@ -375,5 +384,8 @@ tl::expected<void, std::string> writeFiles(const std::filesystem::path& folder, 
 // nothing calls before exit; without this the leak checker fails every program that drew a sheet.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libfontconfig.so\n";
+}
+extern "C" const char* __lsan_default_options() {
+    return "print_suppressions=0";
 }
 #endif

@@ -59,6 +59,10 @@ tl::expected<std::string, std::string> pdfData(const CDProject& project,
                                                const PQSheetModel& model, const TrackLoudnessMap& loudness,
                                                const std::optional<TrackLoudness>& albumLoudness);
 
+// The measurements stored in the project that still match their tracks' files (size and date),
+// by track id. Reads file attributes; a file that cannot be read gives no entry.
+TrackLoudnessMap storedLoudness(const CDProject& project);
+
 // Both files with a fresh model's defaults: what an export adds to its fileset as "PQSheet.pdf"
 // and "PQSheet.csv".
 tl::expected<PQSheetFiles, std::string> exportFiles(const CDProject& project,
