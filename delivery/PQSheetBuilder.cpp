@@ -103,6 +103,11 @@ class Typesetter final {
         return logicalWidth(*layout(text, font));
     }
 
+    // Distance from the top of a line in this font to its baseline.
+    double baseline(const PangoFontDescription& font) const {
+        return static_cast<double>(pango_layout_get_baseline(layout("X", font).get())) / PANGO_SCALE;
+    }
+
     static double logicalWidth(PangoLayout& line) {
         PangoRectangle logical{};
         pango_layout_get_extents(&line, nullptr, &logical);
@@ -158,7 +163,8 @@ class SheetPainter final {
           text_(makeFont(kSansFamily, PANGO_WEIGHT_NORMAL, kTextPoints)),
           footer_(makeFont(kSansFamily, PANGO_WEIGHT_NORMAL, kFooterPoints)),
           tableHeader_(makeFont(kSansFamily, PANGO_WEIGHT_BOLD, kLabelPoints * table.scale)),
-          tableBody_(makeFont(kMonoFamily, PANGO_WEIGHT_NORMAL, kTextPoints * table.scale)) {}
+          tableBody_(makeFont(kMonoFamily, PANGO_WEIGHT_NORMAL, kTextPoints * table.scale)),
+          labelDrop_(setter.baseline(*text_) - setter.baseline(*label_)) {}
 
     void paint() {
         beginPage();
@@ -215,7 +221,7 @@ class SheetPainter final {
         text(pageWidth_ - margin, y_ + 4.0, model_.dateString, *text_, Align::right);
         y_ += 22.0;
         for (const auto& line : content_.headLines) {
-            text(margin, y_, line.label, *label_);
+            text(margin, y_ + labelDrop_, line.label, *label_);
             text(margin + 58.0, y_, line.value, *text_);
             y_ += 13.0;
         }
@@ -228,10 +234,10 @@ class SheetPainter final {
         y_ += 2.0;
         rule(y_);
         y_ += 6.0;
-        text(margin, y_, "LEAD-OUT", *label_);
+        text(margin, y_ + labelDrop_, "LEAD-OUT", *label_);
         text(216.0, y_, leadOutTime, *text_, Align::right);
         y_ += 13.0;
-        text(margin, y_, "TOTAL", *label_);
+        text(margin, y_ + labelDrop_, "TOTAL", *label_);
         text(100.0, y_, std::to_string(content_.rows.size()) + " tracks, " + leadOutTime, *text_);
     }
 
@@ -277,6 +283,7 @@ class SheetPainter final {
     double pageWidth_;
     double pageHeight_;
     Font title_, label_, text_, footer_, tableHeader_, tableBody_;
+    double labelDrop_; // lowers a small bold label onto the baseline of the text beside it
     double y_ = 0.0;
     int page_ = 0;
 };
