@@ -95,7 +95,14 @@ class Typesetter final {
             pango_layout_set_width(line.get(), static_cast<int>(std::max(1.0, *limitPoints) * PANGO_SCALE));
             pango_layout_set_ellipsize(line.get(), PANGO_ELLIPSIZE_END);
         }
-        pango_layout_set_text(line.get(), text.data(), static_cast<int>(text.size()));
+        if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
+            pango_layout_set_text(line.get(), text.data(), static_cast<int>(text.size()));
+        } else {
+            // A stray byte in a title must not cost the line: it is drawn as a replacement mark.
+            gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+            pango_layout_set_text(line.get(), valid, -1);
+            g_free(valid);
+        }
         return line;
     }
 

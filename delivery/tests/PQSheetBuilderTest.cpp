@@ -117,6 +117,18 @@ TEST(PQSheetBuilder, pdfIsOneA4PageWhoseTextAReaderExtracts) {
     EXPECT_NEAR(turned.pages[0].height, 595.0, 0.5);
     EXPECT_FALSE(contains(turned.pages[0].text, "LEAD-OUT"));
     EXPECT_FALSE(contains(turned.pages[0].text, "TOTAL"));
+
+    // An empty disc still gives its one page with the head and no totals; a title that is not
+    // UTF-8 is drawn rather than lost.
+    const ReadBack empty = readPDF(*PQSheetBuilder::pdfData(CDProject{}, {}, fixedDate(), {}, std::nullopt));
+    ASSERT_EQ(empty.pages.size(), 1u);
+    EXPECT_TRUE(contains(empty.pages[0].text, "Untitled"));
+    EXPECT_FALSE(contains(empty.pages[0].text, "LEAD-OUT"));
+    CDProject broken = threeTrackDisc();
+    broken.tracks[0].title = "Caf\xE9 Noir";
+    const ReadBack mended =
+        readPDF(*PQSheetBuilder::pdfData(broken, positionsOf(broken), fixedDate(), {}, {}));
+    EXPECT_TRUE(contains(mended.pages[0].text, "Noir"));
 }
 
 TEST(PQSheetBuilder, ninetyNineTracksRunOnToPagesThatRepeatTheTableHeader) {
