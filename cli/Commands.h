@@ -21,6 +21,7 @@ int runLayout(Args args);
 int runDemo(Args args);
 int runSrc(Args args);
 int runPq(Args args);
+int runNew(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

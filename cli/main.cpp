@@ -27,6 +27,7 @@ constexpr std::array kCommands{
     Command{"demo", "write a demo project with synthesised audio", orvane::cli::runDemo},
     Command{"src", "convert an audio file's sample rate; list the converters", orvane::cli::runSrc},
     Command{"pq", "write a project's PQ sheet as PDF and CSV", orvane::cli::runPq},
+    Command{"new", "build a project from audio files", orvane::cli::runNew},
 };
 
 void printUsage(std::FILE* to) {
