@@ -7,9 +7,10 @@ function(orvane_set_warnings target)
         -Wall -Wextra -Wpedantic -Wshadow -Wimplicit-fallthrough -Wnon-virtual-dtor)
     if(ORVANE_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
-        # GCC 12 reports -Wrestrict falsely inside libstdc++'s string concatenation at -O3 (GCC bug 105329).
+        # GCC 12 reports -Wrestrict (bug 105329) and -Wmaybe-uninitialized (on std::optional<std::string>
+        # under the sanitizers) falsely inside libstdc++ at higher optimisation levels.
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-            target_compile_options(${target} PRIVATE -Wno-error=restrict)
+            target_compile_options(${target} PRIVATE -Wno-error=restrict -Wno-error=maybe-uninitialized)
         endif()
     endif()
 endfunction()

@@ -102,11 +102,12 @@ bool MainLoop::runDueTimers() {
 void MainLoop::runEndOfTurnObservers() {
     // Copy, so an observer may add or remove observers.
     const auto observers = observers_;
-    for (const auto& [id, fn] : observers) {
+    for (const auto& observer : observers) {
+        const auto id = observer.first;
         const bool stillRegistered =
-            std::any_of(observers_.begin(), observers_.end(), [&](const auto& o) { return o.first == id; });
+            std::any_of(observers_.begin(), observers_.end(), [id](const auto& o) { return o.first == id; });
         if (stillRegistered) {
-            runGuarded(*fn, "end-of-turn observer");
+            runGuarded(*observer.second, "end-of-turn observer");
         }
     }
 }
