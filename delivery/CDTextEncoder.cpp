@@ -1,7 +1,7 @@
 #include "delivery/CDTextEncoder.h"
 
-#include "delivery/DeliverySanitizing.h"
 #include "model/CDProject.h"
+#include "model/DeliverySanitizing.h"
 
 #include <algorithm>
 #include <cassert>

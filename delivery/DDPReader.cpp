@@ -2,7 +2,7 @@
 
 #include "delivery/CDTextEncoder.h"
 #include "delivery/DDPWriter.h"
-#include "delivery/DeliverySanitizing.h"
+#include "model/DeliverySanitizing.h"
 #include "model/RedBook.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "delivery/DDPWriter.h"
 
-#include "delivery/detail/ScalarBytes.h"
 #include "model/CDProject.h"
+#include "model/detail/ScalarBytes.h"
 
 #include <algorithm>
 #include <cassert>

@@ -6,7 +6,7 @@
 // Positions are LBAs with LBA 0 at the first frame of IMAGE.DAT, so track 1's pause lies inside the
 // image and nothing here adds or removes the 150 frames of the lead-in pause.
 
-#include "delivery/DeliverySanitizing.h"
+#include "model/DeliverySanitizing.h"
 #include "model/TrackPosition.h"
 
 #include <cstddef>

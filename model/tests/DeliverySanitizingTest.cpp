@@ -1,4 +1,4 @@
-#include "delivery/DeliverySanitizing.h"
+#include "model/DeliverySanitizing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "delivery/detail/ScalarBytes.h"
+#include "model/detail/ScalarBytes.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
-#include "delivery/DeliverySanitizing.h"
+#include "model/DeliverySanitizing.h"
 
-#include "delivery/detail/ScalarBytes.h"
+#include "model/detail/ScalarBytes.h"
 
 #include <cstddef>
 
