@@ -1,0 +1,481 @@
+// The master render: chunk loop, quantiser, image writer, SRC pre-render and file MD5.
+
+#include "render/Exporter.h"
+
+#include "engines/DitherEngine.h"
+#include "model/AudioBlock.h"
+#include "model/BezierFade.h"
+#include "model/CDTrack.h"
+#include "model/GainEvaluator.h"
+#include "platform/AudioConverter.h"
+#include "platform/AudioFileReader.h"
+#include "render/SRCRenderer.h"
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace orvane {
+
+namespace {
+
+constexpr std::string_view defaultMasterSRC = "Velmont SRC";
+constexpr std::string_view defaultMasterPhase = "Linear";
+
+[[noreturn]] void fail(ExportErrorCode code, std::string message, std::optional<std::string> cause = {}) {
+    throw ExportError{"Exporter", code, std::move(message), std::move(cause)};
+}
+
+[[noreturn]] void cancelled() {
+    throw UserCancelledError{};
+}
+
+void logLine(const std::string& line) {
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+std::string srcFailureText(std::int64_t trackNumber, const CDTrack& track, const std::string& reason) {
+    return "Sample rate conversion failed for track " + std::to_string(trackNumber) + " \u201C" +
+           track.title + "\u201D: " + reason;
+}
+
+// A count in disc samples carried to the target rate, rounded to the nearest sample.
+std::int64_t scaled(std::int64_t v, std::int64_t spf) {
+    return (v * spf + RedBook::samplesPerFrame / 2) / RedBook::samplesPerFrame;
+}
+
+std::string masterSRCOf(const CDProject& project) {
+    return std::string(project.masterSRC.value_or(std::string(defaultMasterSRC)));
+}
+std::string masterPhaseOf(const CDProject& project) {
+    return std::string(project.masterSRCPhase.value_or(std::string(defaultMasterPhase)));
+}
+
+// The track's audio at the target rate: its SRC cache entry where one is needed, else its file.
+// No file, or one that does not open, is silence; a failed conversion stops the render.
+std::optional<AudioFileReader> openAtTarget(const CDProject& project, std::int64_t trackIndex,
+                                            int targetRate) {
+    if (trackIndex < 0 || trackIndex >= static_cast<std::int64_t>(project.tracks.size()))
+        return std::nullopt;
+    const CDTrack& track = project.tracks[static_cast<std::size_t>(trackIndex)];
+    std::optional<std::filesystem::path> url;
+    try {
+        url = SRCRenderer::resolve(track, targetRate, masterSRCOf(project), masterPhaseOf(project));
+    } catch (const SRCRenderError& e) {
+        fail(ExportErrorCode::srcFailed, srcFailureText(trackIndex + 1, track, e.message), e.message);
+    }
+    if (!url)
+        return std::nullopt;
+    auto reader = AudioFileReader::open(*url);
+    if (!reader)
+        return std::nullopt;
+    return std::move(*reader);
+}
+
+// `count` stereo samples at the target rate from `start`; whatever cannot be read is zero, so
+// the chunk always keeps its size.
+AudioBuffer readChunk(AudioFileReader* file, std::int64_t start, std::int64_t count, int targetRate) {
+    AudioBuffer out(targetRate, 2, static_cast<std::size_t>(count));
+    out.setFrameLength(static_cast<std::size_t>(count));
+    if (file == nullptr)
+        return out;
+    const double rate = file->sampleRate();
+    const auto pos = static_cast<std::int64_t>(rate * static_cast<double>(start) / targetRate);
+    const auto n = static_cast<std::int64_t>(rate * static_cast<double>(count) / targetRate);
+    if (n <= 0 || pos >= file->lengthFrames())
+        return out;
+    AudioBuffer raw = file->makeBuffer(static_cast<std::size_t>(n));
+    if (auto sought = file->setFramePosition(pos); !sought) {
+        logLine("Error reading segment: " + sought.error().message);
+        return out;
+    }
+    if (auto got = file->read(raw, static_cast<std::size_t>(n)); !got) {
+        logLine("Error reading segment: " + got.error().message);
+        return out;
+    }
+    const AudioBuffer* result = &raw;
+    std::optional<AudioBuffer> converted;
+    if (raw.channelCount() != 2 || raw.sampleRate() != targetRate) {
+        auto c = AudioConverter::convert(raw, targetRate, 2);
+        if (!c) {
+            logLine("Error converting buffer: " + c.error().message);
+            return out;
+        }
+        converted = std::move(*c);
+        result = &*converted;
+    }
+    const std::size_t frames = std::min(result->frameLength(), static_cast<std::size_t>(count));
+    for (int ch = 0; ch < 2; ++ch)
+        std::copy_n(result->channel(ch), frames, out.channel(ch));
+    return out;
+}
+
+// Fades, gain and envelope of one track over a chunk that starts at trackStartOffset samples after
+// the head trim.
+void applyFades(AudioBuffer& buffer, std::int64_t trackStartOffset, const CDTrack& track, std::int64_t spf) {
+    const std::int64_t fadeIn = scaled(track.fadeInSamples, spf);
+    const std::int64_t fadeOut = scaled(track.fadeOutSamples, spf);
+    const std::int64_t len = track.effectiveLength().totalFrames * spf;
+    const std::int64_t outStart = len - fadeOut;
+    GainEvaluator evaluator(track, spf);
+    float* left = buffer.channel(0);
+    float* right = buffer.channel(1);
+    const auto frames = static_cast<std::int64_t>(buffer.frameLength());
+    for (std::int64_t j = 0; j < frames; ++j) {
+        const std::int64_t p = trackStartOffset + j;
+        float fade = 1.0f;
+        if (fadeIn >= 1 && p < fadeIn)
+            fade =
+                BezierFade::multiplier(static_cast<float>(p) / static_cast<float>(fadeIn), track.fadeInCurve);
+        else if (p >= outStart && fadeOut >= 1)
+            fade = BezierFade::multiplier(
+                1.0f - static_cast<float>(p - outStart) / static_cast<float>(fadeOut), track.fadeOutCurve);
+        const float factor = fade * evaluator.multiplier(p);
+        if (factor == 1.0f)
+            continue;
+        left[j] *= factor;
+        right[j] *= factor;
+    }
+}
+
+void emitSilence(std::int64_t durationFrames, std::int64_t spf, const Exporter::ChunkSink& emit) {
+    for (std::int64_t o = 0; o < durationFrames; o += Exporter::maxChunkFrames) {
+        const std::int64_t frames = std::min(durationFrames - o, Exporter::maxChunkFrames);
+        RenderChunk chunk{RenderChunk::Silence{frames * spf}};
+        emit(chunk);
+    }
+}
+
+void renderTrack(const CDProject& project, const AudioBlock::Track& block, int targetRate, std::int64_t spf,
+                 const Exporter::ChunkSink& emit) {
+    auto file = openAtTarget(project, block.trackIndex, targetRate);
+    if (block.trackIndex < 0 || block.trackIndex >= static_cast<std::int64_t>(project.tracks.size())) {
+        emitSilence(block.durationFrames, spf, emit);
+        return;
+    }
+    const CDTrack& track = project.tracks[static_cast<std::size_t>(block.trackIndex)];
+    const std::int64_t trim = scaled(track.trimStartSamples, spf);
+    for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
+        const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
+        const std::int64_t at = (block.fileStartFrame + o) * spf;
+        AudioBuffer buffer = readChunk(file ? &*file : nullptr, at, frames * spf, targetRate);
+        applyFades(buffer, at - trim, track, spf);
+        RenderChunk chunk{RenderChunk::Audio{std::move(buffer), track.ditherEnabled}};
+        emit(chunk);
+    }
+}
+
+const CDTrack* trackAt(const CDProject& project, std::int64_t index) {
+    if (index < 0 || index >= static_cast<std::int64_t>(project.tracks.size()))
+        return nullptr;
+    return &project.tracks[static_cast<std::size_t>(index)];
+}
+
+void renderCrossfade(const CDProject& project, const AudioBlock::Crossfade& block, int targetRate,
+                     std::int64_t spf, const Exporter::ChunkSink& emit) {
+    auto file1 = openAtTarget(project, block.trackIndex1, targetRate);
+    auto file2 = openAtTarget(project, block.trackIndex2, targetRate);
+    const CDTrack* track1 = trackAt(project, block.trackIndex1);
+    const CDTrack* track2 = trackAt(project, block.trackIndex2);
+    const CDTrack none;
+    const CDTrack& t1 = track1 ? *track1 : none;
+    const CDTrack& t2 = track2 ? *track2 : none;
+    const std::int64_t trim1 = scaled(t1.trimStartSamples, spf);
+    const std::int64_t trim2 = scaled(t2.trimStartSamples, spf);
+    const float total = static_cast<float>(block.durationFrames * spf);
+    const float c = t2.crossfadeCurve;
+    const float e = std::pow(2.0f, -c);
+    const bool dither = (track1 && t1.ditherEnabled) || (track2 && t2.ditherEnabled);
+    for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
+        const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
+        const std::int64_t count = frames * spf;
+        const std::int64_t at1 = (block.fileStartFrame1 + o) * spf;
+        const std::int64_t at2 = (block.fileStartFrame2 + o) * spf;
+        const AudioBuffer s1 = readChunk(file1 ? &*file1 : nullptr, at1, count, targetRate);
+        const AudioBuffer s2 = readChunk(file2 ? &*file2 : nullptr, at2, count, targetRate);
+        AudioBuffer out(targetRate, 2, static_cast<std::size_t>(count));
+        out.setFrameLength(static_cast<std::size_t>(count));
+        GainEvaluator eval1(t1, spf);
+        GainEvaluator eval2(t2, spf);
+        for (std::int64_t i = 0; i < count; ++i) {
+            const float t = std::clamp(static_cast<float>(o * spf + i) / total, 0.0f, 1.0f);
+            float g1 = 1.0f - t;
+            float g2 = t;
+            if (c != 0.0f) {
+                g1 = std::pow(1.0f - t, e);
+                g2 = std::pow(t, e);
+            }
+            const float a = g1 * eval1.multiplier(at1 + i - trim1);
+            const float b = g2 * eval2.multiplier(at2 + i - trim2);
+            for (int ch = 0; ch < 2; ++ch)
+                out.channel(ch)[i] = a * s1.channel(ch)[i] + b * s2.channel(ch)[i];
+        }
+        RenderChunk chunk{RenderChunk::Audio{std::move(out), dither}};
+        emit(chunk);
+    }
+}
+
+// Writes all of `bytes`, looping over partial writes.
+void writeAll(int fd, std::string_view bytes, const std::string& fileName) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+        if (n <= 0) {
+            const std::string reason = n < 0 && errno != 0
+                                           ? std::string(std::strerror(errno))
+                                           : "no space left on device or the volume was disconnected";
+            fail(ExportErrorCode::writeFailed, "Writing " + fileName + " failed: " + reason);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(n));
+    }
+}
+
+struct FileCloser {
+    int fd;
+    ~FileCloser() {
+        if (fd >= 0)
+            ::close(fd);
+    }
+};
+
+} // namespace
+
+struct Exporter::Quantizer::Engines {
+    std::optional<DitherType> type;
+    std::vector<std::unique_ptr<DitherEngine>> channels;
+    std::vector<double> scratch;
+};
+
+Exporter::Quantizer::Quantizer() : engines_(std::make_unique<Engines>()) {}
+Exporter::Quantizer::~Quantizer() = default;
+
+std::int16_t Exporter::toInt16(double sample) noexcept {
+    if (std::isnan(sample))
+        return 0;
+    const double v = std::round(std::clamp(sample, -1.0, 1.0) * 32767.0);
+    return static_cast<std::int16_t>(std::clamp(v, -32768.0, 32767.0));
+}
+
+void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither, std::string& out) {
+    const int channels = buffer.channelCount();
+    const std::size_t frames = buffer.frameLength();
+    Engines& e = *engines_;
+    e.scratch.resize(static_cast<std::size_t>(channels) * frames);
+    for (int ch = 0; ch < channels; ++ch)
+        std::copy_n(buffer.channel(ch), frames, e.scratch.begin() + static_cast<std::ptrdiff_t>(ch * frames));
+    if (dither != DitherType::none) {
+        if (e.type != dither || e.channels.size() != static_cast<std::size_t>(channels)) {
+            e.channels.clear();
+            for (int ch = 0; ch < channels; ++ch)
+                e.channels.push_back(std::make_unique<DitherEngine>(
+                    dither, 16, DitherEngine::seedForChannel(static_cast<unsigned>(ch))));
+            e.type = dither;
+        }
+        auto span = [&](int ch) { return std::span<double>(e.scratch.data() + ch * frames, frames); };
+        if (channels == 2) {
+            DitherEngine::processPair(*e.channels[0], span(0), *e.channels[1], span(1));
+        } else {
+            for (int ch = 0; ch < channels; ++ch)
+                e.channels[static_cast<std::size_t>(ch)]->process(span(ch));
+        }
+    }
+    const std::size_t base = out.size();
+    out.resize(base + frames * static_cast<std::size_t>(channels) * 2);
+    char* p = out.data() + base;
+    for (std::size_t i = 0; i < frames; ++i) {
+        for (int ch = 0; ch < channels; ++ch) {
+            const auto v =
+                static_cast<std::uint16_t>(toInt16(e.scratch[static_cast<std::size_t>(ch) * frames + i]));
+            *p++ = static_cast<char>(v & 0xFF);
+            *p++ = static_cast<char>(v >> 8);
+        }
+    }
+}
+
+DitherType Exporter::masterDitherType(const CDProject& project) {
+    if (!project.masterDither)
+        return DitherType::tpdf;
+    return ditherTypeFromRaw(*project.masterDither).value_or(DitherType::tpdf);
+}
+
+void Exporter::renderChunks(const CDProject& project, const std::vector<TrackPosition>& positions,
+                            std::int64_t fromLBA, std::int64_t toLBA, int targetRate, const ChunkSink& emit) {
+    if (targetRate <= 0 || targetRate % 75 != 0)
+        fail(ExportErrorCode::unsupportedRate, "Unsupported output sample rate " +
+                                                   std::to_string(targetRate) +
+                                                   " Hz (must be a multiple of 75).");
+    const std::int64_t spf = targetRate / 75;
+    for (const AudioBlock& block : AudioBlock::construct(project, positions)) {
+        const std::int64_t start = block.startFrame();
+        const std::int64_t end = block.endFrame();
+        if (end <= fromLBA || start >= toLBA)
+            continue;
+        if (start < fromLBA || end > toLBA)
+            fail(ExportErrorCode::rangeNotOnBlocks, "Render range " + std::to_string(fromLBA) + "\u2013" +
+                                                        std::to_string(toLBA) +
+                                                        " does not fall on audio block boundaries.");
+        if (const auto* silence = std::get_if<AudioBlock::Silence>(&block.value))
+            emitSilence(silence->durationFrames, spf, emit);
+        else if (const auto* track = std::get_if<AudioBlock::Track>(&block.value))
+            renderTrack(project, *track, targetRate, spf, emit);
+        else
+            renderCrossfade(project, std::get<AudioBlock::Crossfade>(block.value), targetRate, spf, emit);
+    }
+}
+
+void Exporter::writeImage(const CDProject& project, const std::vector<TrackPosition>& positions,
+                          const std::filesystem::path& to, const FractionProgress& progress) {
+    if (positions.empty())
+        fail(ExportErrorCode::noTracks, "Project contains no tracks to export.");
+    const std::int64_t total = positions.back().endLBA * bytesPerFrame;
+    const int fd = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0)
+        fail(ExportErrorCode::openImageFailed, "Failed to open output stream for IMAGE.DAT");
+    FileCloser closer{fd};
+    const std::string fileName = to.filename().string();
+    const DitherType masterType = masterDitherType(project);
+    Quantizer quantizer;
+    std::string bytes;
+    std::int64_t written = 0;
+    auto put = [&](std::string_view data) {
+        writeAll(fd, data, fileName);
+        written += static_cast<std::int64_t>(data.size());
+        if (progress &&
+            !progress(total > 0 ? static_cast<double>(written) / static_cast<double>(total) : 1.0))
+            cancelled();
+    };
+    renderChunks(project, positions, 0, positions.back().endLBA, imageSampleRate, [&](RenderChunk& chunk) {
+        bytes.clear();
+        if (const auto* silence = std::get_if<RenderChunk::Silence>(&chunk.value)) {
+            bytes.assign(static_cast<std::size_t>(silence->samples) * 4, '\0');
+        } else {
+            const auto& audio = std::get<RenderChunk::Audio>(chunk.value);
+            quantizer.quantize(audio.buffer, audio.dither ? masterType : DitherType::none, bytes);
+        }
+        put(bytes);
+    });
+    if (written < total) {
+        logLine("Exporter: padding " + std::to_string(total - written) +
+                " bytes of silence for CD frame alignment");
+        const std::string zeros(std::size_t{1} << 20, '\0');
+        while (written < total)
+            put(std::string_view(zeros).substr(
+                0, static_cast<std::size_t>(std::min<std::int64_t>(total - written, 1 << 20))));
+    }
+    closer.fd = -1;
+    if (::close(fd) != 0)
+        fail(ExportErrorCode::writeFailed, "Writing " + fileName + " failed: " + std::strerror(errno));
+}
+
+double Exporter::prerenderSRC(const CDProject& project, std::int64_t totalImageFrames, int targetRate,
+                              const StatusProgress& progress) {
+    const std::string masterSRC = masterSRCOf(project);
+    const std::string masterPhase = masterPhaseOf(project);
+    struct Work {
+        std::size_t index;
+        std::int64_t frames;
+    };
+    std::vector<Work> selected;
+    std::int64_t weight = 0;
+    for (std::size_t i = 0; i < project.tracks.size(); ++i) {
+        const CDTrack& track = project.tracks[i];
+        if (!track.audioFileURL)
+            continue;
+        const auto path = track.audioFileURL->path();
+        std::error_code ec;
+        if (targetRate == imageSampleRate &&
+            (!std::filesystem::exists(path, ec) || !SRCRenderer::needsSRC(path)))
+            continue;
+        auto reader = AudioFileReader::open(path);
+        if (!reader)
+            continue;
+        const int sourceRate = static_cast<int>(std::lround(reader->sampleRate()));
+        if (targetRate == imageSampleRate) {
+            const auto entry = SRCRenderer::cacheURL(
+                path, sourceRate, targetRate, SRCRenderer::effectiveAlgorithm(track.srcAlgorithm, masterSRC),
+                SRCRenderer::effectivePhase(track.srcPhase, masterPhase));
+            if (std::filesystem::exists(entry, ec))
+                continue;
+        } else if (reader->sampleRate() == targetRate) {
+            continue;
+        }
+        const std::int64_t samples = std::max<std::int64_t>(
+            track.sourceAudioSamples - track.trimStartSamples - track.trimEndSamples, 0);
+        const std::int64_t frames = (samples + RedBook::samplesPerFrame - 1) / RedBook::samplesPerFrame;
+        selected.push_back({i, frames});
+        weight += frames;
+    }
+    if (selected.empty())
+        return 0.0;
+    const double share = static_cast<double>(weight) / static_cast<double>(weight + totalImageFrames);
+    const std::size_t n = selected.size();
+    for (std::size_t k = 0; k < n; ++k) {
+        const CDTrack& track = project.tracks[selected[k].index];
+        if (progress &&
+            !progress(share * static_cast<double>(k) / static_cast<double>(n),
+                      "Rendering SRC (" + std::to_string(k + 1) + "/" + std::to_string(n) + ")\u2026"))
+            cancelled();
+        const auto path = track.audioFileURL->path();
+        auto reader = AudioFileReader::open(path);
+        if (!reader || reader->sampleRate() == targetRate)
+            continue;
+        try {
+            SRCRenderer::renderCache(path, reader->sampleRate(), targetRate,
+                                     SRCRenderer::effectiveAlgorithm(track.srcAlgorithm, masterSRC),
+                                     SRCRenderer::effectivePhase(track.srcPhase, masterPhase));
+        } catch (const SRCRenderError& e) {
+            fail(ExportErrorCode::srcFailed,
+                 srcFailureText(static_cast<std::int64_t>(selected[k].index) + 1, track, e.message),
+                 e.message);
+        }
+    }
+    return share;
+}
+
+std::string Exporter::md5Hex(const std::filesystem::path& of, const ByteProgress& progress) {
+    const std::string name = of.filename().string();
+    auto unreadable = [&](const std::string& reason) {
+        fail(ExportErrorCode::writeFailed, "Writing checksum.md5 failed: " + name + ": " + reason);
+    };
+    const int fd = ::open(of.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        unreadable(std::strerror(errno));
+    FileCloser closer{fd};
+    std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_md5(), nullptr) != 1)
+        unreadable("MD5 is not available");
+    std::vector<char> block(std::size_t{1} << 20);
+    std::int64_t done = 0;
+    for (;;) {
+        const ssize_t n = ::read(fd, block.data(), block.size());
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            unreadable(std::strerror(errno));
+        }
+        if (n == 0)
+            break;
+        EVP_DigestUpdate(ctx.get(), block.data(), static_cast<std::size_t>(n));
+        done += n;
+        if (progress && !progress(done))
+            cancelled();
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_DigestFinal_ex(ctx.get(), digest, &length);
+    static constexpr char hex[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned int i = 0; i < length; ++i) {
+        text += hex[digest[i] >> 4];
+        text += hex[digest[i] & 0x0F];
+    }
+    return text;
+}
+
+} // namespace orvane
