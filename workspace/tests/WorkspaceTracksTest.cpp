@@ -252,32 +252,45 @@ TEST_F(WorkspaceTracks, fillDownAndBulkFlagsWriteOnlyWhatTheyName) {
 }
 
 TEST_F(WorkspaceTracks, inVinylModeEditsLandInTheOverride) {
-    // The CD track stays as it is; the first touch makes an override from the CD edit, and a track
-    // on no side can't be edited.
+    // The CD track stays as it is; the first touch makes an override from the CD edit, a track on
+    // no side can't be edited, and gaps are bounded so 300 frames of each neighbour stay clear.
     threeTracks();
     CDProject p = ws->project();
-    p.vinylProgram = VinylProgram::defaultProgram(p);
-    const Uuid onNoSide = p.tracks[2].id;
-    for (auto& side : p.vinylProgram->sides) {
-        std::erase_if(side.entries, [&](const ProgramEntry& e) { return e.trackID == onNoSide; });
-    }
+    VinylProgram program;
+    program.sides = {ProgramGroup{Uuid::random(), "Side A", {}, std::nullopt},
+                     ProgramGroup{Uuid::random(), "Side B", {}, std::nullopt}};
+    program.sides[0].entries = {ProgramEntry{Uuid::random(), p.tracks[0].id, 150, std::nullopt},
+                                ProgramEntry{Uuid::random(), p.tracks[1].id, 150, std::nullopt}};
+    p.vinylProgram = program;
     ws->setProject(p);
     endTurn();
     ws->setVinylMode(true);
+    ws->undoManager().removeAllActions();
     const CDProject before = ws->project();
 
     ws->updateTrackGain(id(0), 3.0f, ReloadPlayback::yes);
-    ws->updateTrackFade(onNoSide, 588, 588, ReloadPlayback::yes);
+    ws->updateTrackFade(id(2), 588, 588, ReloadPlayback::yes); // on no side
+    endTurn();
     EXPECT_EQ(ws->project().tracks, before.tracks);
     const auto edit = ws->project().vinylProgram->edit(id(0));
     ASSERT_TRUE(edit.has_value());
     EXPECT_FLOAT_EQ(edit->gainDB, 3.0f);
-    EXPECT_FALSE(ws->project().vinylProgram->edit(onNoSide).has_value());
+    EXPECT_EQ(edit->fadeInSamples, 0);
+    EXPECT_FALSE(ws->project().vinylProgram->edit(id(2)).has_value());
+    ws->undo();
+    EXPECT_EQ(ws->project(), before);
 
-    ws->updatePregap(id(0), -50, ReloadPlayback::yes); // first on its side: no negative gap
-    const auto loc = ws->project().vinylProgram->entryLocation(id(0));
-    ASSERT_TRUE(loc.has_value());
-    EXPECT_EQ(ws->project().vinylProgram->sides[loc->side].entries[loc->position].gapFrames, 0);
+    const auto gapOf = [&](std::size_t position) {
+        return ws->project().vinylProgram->sides[0].entries[position].gapFrames;
+    };
+    ws->updatePregap(id(0), -50, ReloadPlayback::yes);
+    EXPECT_EQ(gapOf(0), 0);
+    ws->updatePregap(id(1), -5000, ReloadPlayback::yes);
+    EXPECT_EQ(gapOf(1), -700);                                     // min(1000, 1000) - 300
+    ws->updateTrackTrim(id(1), 0, 800 * 588, ReloadPlayback::yes); // the override leaves 200 frames
+    ws->updatePregap(id(1), -100, ReloadPlayback::yes);
+    EXPECT_EQ(gapOf(1), 0);
+    EXPECT_EQ(ws->project().tracks, before.tracks);
 }
 
 TEST_F(WorkspaceTracks, droppedFilesLandInOrderWithExactLengthsAndOneUndo) {
