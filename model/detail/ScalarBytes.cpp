@@ -65,4 +65,14 @@ std::string scalarBytes(std::string_view text, char32_t limit) {
     return bytes;
 }
 
+bool hasScalarAbove(std::string_view text, char32_t limit) {
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const char32_t scalar = nextScalar(text, pos);
+        if (scalar != kInvalid && scalar > limit)
+            return true;
+    }
+    return false;
+}
+
 } // namespace orvane::detail

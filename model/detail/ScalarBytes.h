@@ -12,4 +12,8 @@ namespace orvane::detail {
 // text also gives "?" rather than being dropped.
 std::string scalarBytes(std::string_view text, char32_t limit);
 
+// True when a scalar of `text` lies above `limit`. Ill-formed bytes do not count: they are no
+// scalar a user typed.
+bool hasScalarAbove(std::string_view text, char32_t limit);
+
 } // namespace orvane::detail
