@@ -269,7 +269,11 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
     e.scratch.resize(static_cast<std::size_t>(channels) * frames);
     for (int ch = 0; ch < channels; ++ch)
         std::copy_n(buffer.channel(ch), frames, e.scratch.begin() + static_cast<std::ptrdiff_t>(ch * frames));
-    if (dither != DitherType::none) {
+    if (dither == DitherType::none) {
+        // Undithered audio ends the running engines: the next dithered chunk starts from the seeds.
+        e.type = DitherType::none;
+        e.channels.clear();
+    } else {
         if (e.type != dither || e.channels.size() != static_cast<std::size_t>(channels)) {
             e.channels.clear();
             for (int ch = 0; ch < channels; ++ch)

@@ -1,0 +1,362 @@
+// The master render against an independent computation of its rules on synthesised sources.
+
+#include "render/Exporter.h"
+
+#include "model/CDTrack.h"
+#include "model/FileURL.h"
+#include "model/GainEvaluator.h"
+#include "model/TimelineCalculator.h"
+#include "platform/AudioFileWriter.h"
+#include "render/SRCRenderer.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+namespace orvane {
+namespace {
+
+namespace fs = std::filesystem;
+constexpr std::int64_t spf = 588;
+
+struct TempFolder {
+    fs::path path;
+    TempFolder() {
+        static std::atomic<int> serial{0};
+        path = fs::temp_directory_path() /
+               ("orvane-exporter-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
+        fs::remove_all(path);
+        fs::create_directories(path);
+    }
+    ~TempFolder() {
+        std::error_code ec;
+        fs::remove_all(path, ec);
+    }
+};
+
+// The source's sample n of channel ch: a tone per channel, well inside full scale.
+float tone(int ch, std::int64_t n, double rate) {
+    return static_cast<float>(0.5 * std::sin(2.0 * M_PI * (ch == 0 ? 441.0 : 660.0) * n / rate));
+}
+
+fs::path writeTone(const fs::path& file, double rate, std::int64_t frames) {
+    AudioWriteSettings settings;
+    settings.sampleFormat = AudioSampleFormat::float32;
+    settings.sampleRate = rate;
+    auto writer = AudioFileWriter::open(file, settings);
+    EXPECT_TRUE(writer.has_value());
+    AudioBuffer buffer(rate, 2, static_cast<std::size_t>(frames));
+    for (int ch = 0; ch < 2; ++ch)
+        for (std::int64_t n = 0; n < frames; ++n)
+            buffer.channel(ch)[n] = tone(ch, n, rate);
+    buffer.setFrameLength(static_cast<std::size_t>(frames));
+    EXPECT_TRUE(writer->write(buffer).has_value());
+    EXPECT_TRUE(writer->finish().has_value());
+    return file;
+}
+
+CDTrack trackOf(const fs::path& file, std::int64_t preGapFrames, std::int64_t samples) {
+    CDTrack t = CDTrack::make("T", std::nullopt, preGapFrames, samples);
+    t.audioFileURL = FileURL::fromPath(file);
+    return t;
+}
+
+std::vector<std::int16_t> imageSamples(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::vector<std::int16_t> out(bytes.size() / 2);
+    for (std::size_t i = 0; i < out.size(); ++i)
+        out[i] = static_cast<std::int16_t>(static_cast<std::uint8_t>(bytes[2 * i]) |
+                                           (static_cast<std::uint8_t>(bytes[2 * i + 1]) << 8));
+    return out;
+}
+
+std::int16_t pcm(float v) {
+    const double r = std::round(std::clamp(static_cast<double>(v), -1.0, 1.0) * 32767.0);
+    return static_cast<std::int16_t>(r);
+}
+
+float fadeShape(float x, float curve) {
+    x = std::clamp(x, 0.0f, 1.0f);
+    return x * x + 2.0f * x * (1.0f - x) * (curve * 0.5f + 0.5f);
+}
+
+// Source sample of a track at a position after its head trim; 0 past the file or without a file.
+float sourceAt(const CDTrack& t, std::int64_t fileFrames, int ch, std::int64_t afterTrim) {
+    const std::int64_t n = t.trimStartSamples + afterTrim;
+    if (!t.audioFileURL || !fs::exists(t.audioFileURL->path()) || n < 0 || n >= fileFrames)
+        return 0.0f;
+    return tone(ch, n, 44100.0);
+}
+
+struct Fixture {
+    TempFolder folder;
+    CDProject project;
+    std::vector<std::int64_t> fileFrames;
+    std::vector<TrackPosition> positions;
+
+    // Four tracks: a fade-in with gain, a crossfade into an enveloped and trimmed track, a
+    // missing file, and a file shorter than its track with a fade-out.
+    Fixture() {
+        const auto a = writeTone(folder.path / "a.wav", 44100, 88200);
+        const auto b = writeTone(folder.path / "b.wav", 44100, 100000);
+        const auto d = writeTone(folder.path / "d.wav", 44100, 30600);
+        CDTrack t1 = trackOf(a, 150, 88200);
+        t1.fadeInSamples = 5000;
+        t1.fadeInCurve = 0.4f;
+        t1.gainEnabled = true;
+        t1.gainDB = -3.0f;
+        CDTrack t2 = trackOf(b, -60, 100000);
+        t2.crossfadeCurve = 0.5f;
+        t2.trimStartSamples = 2 * spf;
+        t2.trimEndSamples = 3 * spf;
+        t2.envelopeEnabled = true;
+        t2.gainPoints = {GainPoint{Uuid::random(), 0, -6.0f, std::nullopt},
+                         GainPoint{Uuid::random(), 50000, 0.0f, std::nullopt}};
+        CDTrack t3 = trackOf(folder.path / "missing.wav", 75, 30 * spf);
+        CDTrack t4 = trackOf(d, 10, 60000);
+        t4.fadeOutSamples = 7000;
+        t4.fadeOutCurve = -0.3f;
+        project.tracks = {t1, t2, t3, t4};
+        project.masterDither = "None";
+        fileFrames = {88200, 100000, 0, 30600};
+        positions = TimelineCalculator::calculatePositions(project).value();
+    }
+
+    // The image by the rules, written independently of the chunk loop.
+    std::vector<std::int16_t> expected() const {
+        const std::int64_t total = positions.back().endLBA * spf;
+        std::vector<float> mix(static_cast<std::size_t>(total) * 2, 0.0f);
+        std::vector<std::vector<float>> weights(project.tracks.size());
+        for (std::size_t k = 0; k < project.tracks.size(); ++k) {
+            const CDTrack& t = project.tracks[k];
+            const TrackPosition& p = positions[k];
+            GainEvaluator evaluator(t, spf);
+            const std::int64_t begin = p.audioStartLBA * spf;
+            const std::int64_t end = p.audioEndLBA * spf;
+            const std::int64_t len = t.effectiveLength().totalFrames * spf;
+            for (std::int64_t s = begin; s < end; ++s) {
+                const std::int64_t off = s - begin;
+                float w = 1.0f;
+                const bool inFromPrevious = k > 0 && s < positions[k - 1].audioEndLBA * spf;
+                const bool inToNext = k + 1 < positions.size() && s >= positions[k + 1].audioStartLBA * spf;
+                if (inFromPrevious || inToNext) {
+                    const std::int64_t xStart = inFromPrevious ? begin : positions[k + 1].audioStartLBA * spf;
+                    const std::int64_t xEnd = inFromPrevious ? positions[k - 1].audioEndLBA * spf : end;
+                    const float x = static_cast<float>(s - xStart) / static_cast<float>(xEnd - xStart);
+                    const float c = project.tracks[inFromPrevious ? k : k + 1].crossfadeCurve;
+                    const float e = std::pow(2.0f, -c);
+                    w = inFromPrevious ? std::pow(x, e) : std::pow(1.0f - x, e);
+                } else if (t.fadeInSamples > 0 && off < t.fadeInSamples) {
+                    w = fadeShape(static_cast<float>(off) / static_cast<float>(t.fadeInSamples),
+                                  t.fadeInCurve);
+                } else if (t.fadeOutSamples > 0 && off >= len - t.fadeOutSamples) {
+                    w = fadeShape(1.0f - static_cast<float>(off - (len - t.fadeOutSamples)) /
+                                             static_cast<float>(t.fadeOutSamples),
+                                  t.fadeOutCurve);
+                }
+                w *= evaluator.multiplier(off);
+                for (int ch = 0; ch < 2; ++ch)
+                    mix[static_cast<std::size_t>(s) * 2 + ch] += w * sourceAt(t, fileFrames[k], ch, off);
+            }
+        }
+        std::vector<std::int16_t> out(mix.size());
+        for (std::size_t i = 0; i < mix.size(); ++i)
+            out[i] = pcm(mix[i]);
+        return out;
+    }
+};
+
+TEST(Exporter, imageFollowsFadesGainEnvelopeCrossfadeTrimsAndSilencesMissingAudio) {
+    // Without dither every image sample is the rules' value within one step, the image is
+    // exactly the lead-out LBA in sectors, and pre-gaps and lost audio are digital zero.
+    Fixture f;
+    ASSERT_EQ(f.positions.size(), 4u);
+    ASSERT_LT(f.positions[1].audioStartLBA, f.positions[0].audioEndLBA); // a real crossfade
+    const fs::path image = f.folder.path / "IMAGE.DAT";
+    Exporter::writeImage(f.project, f.positions, image);
+    EXPECT_EQ(static_cast<std::int64_t>(fs::file_size(image)), f.positions.back().endLBA * 2352);
+    const auto got = imageSamples(image);
+    const auto want = f.expected();
+    ASSERT_EQ(got.size(), want.size());
+    std::size_t bad = 0;
+    for (std::size_t i = 0; i < got.size(); ++i)
+        if (std::abs(got[i] - want[i]) > 1 && bad++ < 5)
+            ADD_FAILURE() << "sample " << i / 2 << " channel " << i % 2 << ": " << got[i] << " vs "
+                          << want[i];
+    EXPECT_EQ(bad, 0u);
+    // The missing file's stretch and the short file's tail really are silent, and audio is not.
+    const auto& p3 = f.positions[2];
+    for (std::int64_t s = p3.audioStartLBA * spf; s < p3.audioEndLBA * spf; ++s)
+        ASSERT_EQ(got[static_cast<std::size_t>(s) * 2], 0);
+    EXPECT_NE(got[static_cast<std::size_t>(f.positions[0].audioStartLBA * spf + 20037) * 2], 0);
+}
+
+TEST(Exporter, ditheredImageIsReproducibleAndLeavesSilenceBlack) {
+    // TPDF gives the same bytes twice, stays within two steps of the undithered image, and
+    // never touches the pre-gap silence.
+    Fixture f;
+    const fs::path plain = f.folder.path / "plain.dat";
+    Exporter::writeImage(f.project, f.positions, plain);
+    f.project.masterDither = std::nullopt; // absent means TPDF
+    const fs::path one = f.folder.path / "one.dat";
+    const fs::path two = f.folder.path / "two.dat";
+    Exporter::writeImage(f.project, f.positions, one);
+    Exporter::writeImage(f.project, f.positions, two);
+    const auto a = imageSamples(one);
+    EXPECT_TRUE(a == imageSamples(two));
+    const auto p = imageSamples(plain);
+    ASSERT_EQ(a.size(), p.size());
+    EXPECT_FALSE(a == p);
+    for (std::size_t i = 0; i < a.size(); ++i)
+        ASSERT_LE(std::abs(a[i] - p[i]), 2) << i;
+    for (std::int64_t s = 0; s < f.positions[0].audioStartLBA * spf * 2; ++s)
+        ASSERT_EQ(a[static_cast<std::size_t>(s)], 0);
+}
+
+TEST(Exporter, ditherEnginesRestartWithFixedSeedsWhenTheTypeChanges) {
+    // After undithered audio, a dithered chunk is quantised exactly as by fresh engines; a
+    // dithered run goes on from its state rather than restarting.
+    AudioBuffer buffer(44100, 2, 4000);
+    for (int ch = 0; ch < 2; ++ch)
+        for (int n = 0; n < 4000; ++n)
+            buffer.channel(ch)[n] = tone(ch, n, 44100) * 0.001f;
+    buffer.setFrameLength(4000);
+    std::string fresh, afterNone, continued;
+    Exporter::Quantizer first;
+    first.quantize(buffer, DitherType::tpdf, fresh);
+    first.quantize(buffer, DitherType::tpdf, continued);
+    Exporter::Quantizer second;
+    std::string ignored;
+    second.quantize(buffer, DitherType::tpdf, ignored);
+    second.quantize(buffer, DitherType::none, ignored);
+    second.quantize(buffer, DitherType::tpdf, afterNone);
+    EXPECT_TRUE(fresh == afterNone);
+    EXPECT_FALSE(fresh == continued);
+}
+
+TEST(Exporter, quantiserScalesByFullPositiveRange) {
+    // +1 gives 32767 and -1 gives -32767; halves round away from zero; overloads clamp.
+    EXPECT_EQ(Exporter::toInt16(1.0), 32767);
+    EXPECT_EQ(Exporter::toInt16(-1.0), -32767);
+    EXPECT_EQ(Exporter::toInt16(3.5), 32767);
+    EXPECT_EQ(Exporter::toInt16(-2.0), -32767);
+    EXPECT_EQ(Exporter::toInt16(0.5 / 32767.0), 1);
+    EXPECT_EQ(Exporter::toInt16(-0.5 / 32767.0), -1);
+    EXPECT_EQ(Exporter::toInt16(0.49 / 32767.0), 0);
+}
+
+TEST(Exporter, chunkLoopCoversTheDiscAtEveryRateAndRefusesBadRequests) {
+    // Rates that are multiples of 75 render the whole disc in chunks of at most 50 frames; 44101
+    // and a range inside a block are refused with their texts; no tracks is error 2.
+    Fixture f;
+    const std::int64_t end = f.positions.back().endLBA;
+    for (int rate : {44100, 48000, 96000}) {
+        std::int64_t samples = 0;
+        Exporter::renderChunks(f.project, f.positions, 0, end, rate, [&](RenderChunk& c) {
+            std::int64_t n = 0;
+            if (auto* s = std::get_if<RenderChunk::Silence>(&c.value))
+                n = s->samples;
+            else
+                n = static_cast<std::int64_t>(std::get<RenderChunk::Audio>(c.value).buffer.frameLength());
+            EXPECT_LE(n, 50 * rate / 75);
+            samples += n;
+        });
+        EXPECT_EQ(samples, end * (rate / 75)) << rate;
+    }
+    try {
+        Exporter::renderChunks(f.project, f.positions, 0, end, 44101, [](RenderChunk&) {});
+        ADD_FAILURE() << "44101 accepted";
+    } catch (const ExportError& e) {
+        EXPECT_EQ(e.code, ExportErrorCode::unsupportedRate);
+        EXPECT_EQ(e.message, "Unsupported output sample rate 44101 Hz (must be a multiple of 75).");
+    }
+    try {
+        Exporter::renderChunks(f.project, f.positions, 10, end, 44100, [](RenderChunk&) {});
+        ADD_FAILURE() << "a range inside a block accepted";
+    } catch (const ExportError& e) {
+        EXPECT_EQ(e.message, "Render range 10\u2013" + std::to_string(end) +
+                                 " does not fall on audio block boundaries.");
+    }
+    try {
+        Exporter::writeImage(f.project, {}, f.folder.path / "x.dat");
+        ADD_FAILURE() << "no tracks accepted";
+    } catch (const ExportError& e) {
+        EXPECT_EQ(e.message, "Project contains no tracks to export.");
+    }
+}
+
+TEST(Exporter, cancellingStopsTheImageAndUnwritableTargetIsError1) {
+    // A false answer from progress raises the cancel error; a folder that does not exist cannot
+    // take the image.
+    Fixture f;
+    double last = 0.0;
+    EXPECT_THROW(Exporter::writeImage(f.project, f.positions, f.folder.path / "c.dat",
+                                      [&](double x) {
+                                          last = x;
+                                          return x < 0.3;
+                                      }),
+                 UserCancelledError);
+    EXPECT_GE(last, 0.3);
+    EXPECT_LT(last, 1.0);
+    try {
+        Exporter::writeImage(f.project, f.positions, f.folder.path / "no" / "IMAGE.DAT");
+        ADD_FAILURE();
+    } catch (const ExportError& e) {
+        EXPECT_EQ(e.code, ExportErrorCode::openImageFailed);
+        EXPECT_EQ(e.message, "Failed to open output stream for IMAGE.DAT");
+    }
+}
+
+TEST(Exporter, foreignRateSourceIsConvertedOnceAheadOfTheRender) {
+    // A 48 kHz track is rendered into the SRC cache by prerenderSRC, which then has nothing left
+    // to do; the image carries its audio at the right level.
+    TempFolder folder;
+    SRCRenderer::overrideCacheDirectory(folder.path / "cache");
+    const auto src = writeTone(folder.path / "hi.wav", 48000, 48000);
+    CDProject project;
+    project.tracks = {trackOf(src, 150, 44100)};
+    project.masterDither = "None";
+    const auto positions = TimelineCalculator::calculatePositions(project).value();
+    std::vector<std::string> texts;
+    const double share =
+        Exporter::prerenderSRC(project, positions.back().endLBA, 44100, [&](double, const std::string& text) {
+            texts.push_back(text);
+            return true;
+        });
+    EXPECT_GT(share, 0.0);
+    EXPECT_EQ(texts, std::vector<std::string>{"Rendering SRC (1/1)\u2026"});
+    EXPECT_EQ(Exporter::prerenderSRC(project, positions.back().endLBA, 44100, {}), 0.0);
+    const fs::path image = folder.path / "IMAGE.DAT";
+    Exporter::writeImage(project, positions, image);
+    const auto got = imageSamples(image);
+    std::int16_t peak = 0;
+    for (std::int64_t s = positions[0].audioStartLBA * spf + 1000;
+         s < positions[0].audioStartLBA * spf + 20000; ++s)
+        peak = std::max<std::int16_t>(peak, got[static_cast<std::size_t>(s) * 2]);
+    EXPECT_NEAR(peak, 16383, 200);
+    SRCRenderer::overrideCacheDirectory(std::nullopt);
+}
+
+TEST(Exporter, md5HexOfFile) {
+    // Lower-case hex of the file's MD5, across block boundaries; a missing file is an error.
+    TempFolder folder;
+    std::ofstream(folder.path / "abc", std::ios::binary) << "abc";
+    EXPECT_EQ(Exporter::md5Hex(folder.path / "abc"), "900150983cd24fb0d6963f7d28e17f72");
+    std::ofstream(folder.path / "big", std::ios::binary) << std::string((1 << 20) + 7, 'x');
+    std::vector<std::int64_t> counts;
+    const auto hex = Exporter::md5Hex(folder.path / "big", [&](std::int64_t n) {
+        counts.push_back(n);
+        return true;
+    });
+    EXPECT_EQ(counts, (std::vector<std::int64_t>{1 << 20, (1 << 20) + 7}));
+    EXPECT_EQ(hex.size(), 32u);
+    EXPECT_THROW(Exporter::md5Hex(folder.path / "none"), ExportError);
+}
+
+} // namespace
+} // namespace orvane
