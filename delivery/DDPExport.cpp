@@ -107,7 +107,20 @@ void exportDDP(const CDProject& project, const std::vector<TrackPosition>& posit
         fail(ExportErrorCode::noTracks, "Project contains no tracks to export.");
     const fs::path partial = targetDirectory / (std::string(partialFolderPrefix) + Uuid::random().string());
     std::error_code ec;
+    // Folders this export makes are taken away again if it fails, deepest first.
+    std::vector<fs::path> made;
+    for (fs::path p = targetDirectory; !p.empty() && !fs::exists(p, ec); p = p.parent_path()) {
+        made.push_back(p);
+        if (p == p.parent_path())
+            break;
+    }
+    auto removeMade = [&] {
+        for (const fs::path& p : made)
+            fs::remove(p, ec); // only while empty
+    };
     fs::create_directories(partial, ec);
+    if (ec)
+        removeMade();
     if (ec)
         fail(ExportErrorCode::writeFailed,
              "Writing " + partial.filename().string() + " failed: " + ec.message());
@@ -116,6 +129,7 @@ void exportDDP(const CDProject& project, const std::vector<TrackPosition>& posit
         moveIntoPlace(partial, targetDirectory);
     } catch (...) {
         fs::remove_all(partial, ec);
+        removeMade();
         throw;
     }
     fs::remove_all(partial, ec);
