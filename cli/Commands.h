@@ -22,6 +22,7 @@ int runDemo(Args args);
 int runSrc(Args args);
 int runPq(Args args);
 int runNew(Args args);
+int runValidate(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

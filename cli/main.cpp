@@ -28,6 +28,7 @@ constexpr std::array kCommands{
     Command{"src", "convert an audio file's sample rate; list the converters", orvane::cli::runSrc},
     Command{"pq", "write a project's PQ sheet as PDF and CSV", orvane::cli::runPq},
     Command{"new", "build a project from audio files", orvane::cli::runNew},
+    Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
 };
 
 void printUsage(std::FILE* to) {
