@@ -23,6 +23,7 @@ int runSrc(Args args);
 int runPq(Args args);
 int runNew(Args args);
 int runValidate(Args args);
+int runDdp(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

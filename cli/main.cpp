@@ -29,6 +29,7 @@ constexpr std::array kCommands{
     Command{"pq", "write a project's PQ sheet as PDF and CSV", orvane::cli::runPq},
     Command{"new", "build a project from audio files", orvane::cli::runNew},
     Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
+    Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
 };
 
 void printUsage(std::FILE* to) {
