@@ -1,0 +1,142 @@
+// Times the master render of a full disc (fades, a crossfade, gain, an envelope, TPDF) beside the
+// I/O floor: reading the same sources and writing an image of the same size without processing.
+// Usage: bench_export [MINUTES] (default 74). Data lives in a temporary folder, removed at the end.
+
+#include "model/CDTrack.h"
+#include "model/FileURL.h"
+#include "model/TimelineCalculator.h"
+#include "platform/AudioFileReader.h"
+#include "platform/AudioFileWriter.h"
+#include "render/Exporter.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using namespace orvane;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int trackCount = 10;
+constexpr std::size_t chunkFrames = 29400;
+
+void writeSource(const fs::path& file, std::int64_t frames, double hz) {
+    AudioWriteSettings settings;
+    settings.sampleFormat = AudioSampleFormat::int24;
+    auto writer = AudioFileWriter::open(file, settings);
+    if (!writer) {
+        std::fprintf(stderr, "%s\n", writer.error().message.c_str());
+        std::exit(1);
+    }
+    AudioBuffer buffer(44100, 2, chunkFrames);
+    for (std::int64_t at = 0; at < frames; at += chunkFrames) {
+        const auto n = static_cast<std::size_t>(std::min<std::int64_t>(chunkFrames, frames - at));
+        for (std::size_t i = 0; i < n; ++i) {
+            const double t = static_cast<double>(at + static_cast<std::int64_t>(i)) / 44100.0;
+            buffer.channel(0)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * t));
+            buffer.channel(1)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * 1.5 * t));
+        }
+        buffer.setFrameLength(n);
+        if (!writer->write(buffer)) {
+            std::fprintf(stderr, "writing %s failed\n", file.c_str());
+            std::exit(1);
+        }
+    }
+    (void)writer->finish();
+}
+
+// Reads every source in chunks and writes plain 16-bit samples, padded to the image's size.
+void ioFloor(const std::vector<fs::path>& sources, const fs::path& image, std::int64_t imageBytes) {
+    std::ofstream out(image, std::ios::binary | std::ios::trunc);
+    std::vector<char> bytes;
+    std::int64_t written = 0;
+    for (const auto& source : sources) {
+        auto reader = AudioFileReader::open(source);
+        AudioBuffer buffer = reader->makeBuffer(chunkFrames);
+        while (reader->read(buffer).value_or(0) > 0) {
+            const std::size_t n = buffer.frameLength();
+            bytes.resize(n * 4);
+            for (std::size_t i = 0; i < n; ++i)
+                for (int ch = 0; ch < 2; ++ch) {
+                    const auto v = static_cast<std::int16_t>(buffer.channel(ch)[i] * 32767.0f);
+                    bytes[i * 4 + ch * 2] = static_cast<char>(v & 0xFF);
+                    bytes[i * 4 + ch * 2 + 1] = static_cast<char>((v >> 8) & 0xFF);
+                }
+            out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            written += static_cast<std::int64_t>(bytes.size());
+        }
+    }
+    const std::vector<char> zeros(1 << 20, 0);
+    while (written < imageBytes) {
+        const auto n = std::min<std::int64_t>(imageBytes - written, 1 << 20);
+        out.write(zeros.data(), n);
+        written += n;
+    }
+}
+
+template <class F> double seconds(F&& f) {
+    const auto start = std::chrono::steady_clock::now();
+    f();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const double minutes = argc > 1 ? std::atof(argv[1]) : 74.0;
+    const fs::path folder = fs::temp_directory_path() / ("orvane-bench-export-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    const auto trackFrames = static_cast<std::int64_t>(minutes * 60.0 * 44100.0 / trackCount) / 588 * 588;
+
+    CDProject project;
+    std::vector<fs::path> sources;
+    const double made = seconds([&] {
+        for (int k = 0; k < trackCount; ++k) {
+            const fs::path file = folder / ("t" + std::to_string(k) + ".wav");
+            writeSource(file, trackFrames, 220.0 + 40.0 * k);
+            sources.push_back(file);
+            CDTrack t = CDTrack::make("T" + std::to_string(k), std::nullopt,
+                                      k == 0 ? 150 : (k == 5 ? -150 : 75), trackFrames);
+            t.audioFileURL = FileURL::fromPath(file);
+            t.fadeInSamples = 44100;
+            t.fadeOutSamples = 88200;
+            t.gainEnabled = k % 2 == 0;
+            t.gainDB = -1.5f;
+            if (k == 3) {
+                t.envelopeEnabled = true;
+                t.gainPoints = {GainPoint{Uuid::random(), 0, -3.0f, std::nullopt},
+                                GainPoint{Uuid::random(), trackFrames / 2, 0.0f, std::nullopt}};
+            }
+            project.tracks.push_back(t);
+        }
+    });
+    project.masterDither = "TPDF";
+    const auto positions = TimelineCalculator::calculatePositions(project);
+    if (!positions) {
+        std::fprintf(stderr, "layout failed\n");
+        return 1;
+    }
+    const std::int64_t imageBytes = positions->back().endLBA * 2352;
+
+    const double floor = seconds([&] { ioFloor(sources, folder / "floor.dat", imageBytes); });
+    const double render = seconds([&] { Exporter::writeImage(project, *positions, folder / "IMAGE.DAT"); });
+
+    std::printf("disc: %.1f min, %d tracks of 44.1 kHz 24-bit, image %.0f MB (sources made in %.1f s)\n",
+                static_cast<double>(positions->back().endLBA) / 75.0 / 60.0, trackCount,
+                static_cast<double>(imageBytes) / 1e6, made);
+    std::printf("%-44s %10s %12s\n", "case", "seconds", "x realtime");
+    const double disc = static_cast<double>(positions->back().endLBA) / 75.0;
+    std::printf("%-44s %10.2f %12.1f\n", "I/O floor (read + write, no processing)", floor, disc / floor);
+    std::printf("%-44s %10.2f %12.1f\n", "master render (fades, xfade, gain, env, TPDF)", render,
+                disc / render);
+    std::printf("render / floor: %.2f\n", render / floor);
+    fs::remove_all(folder);
+    return 0;
+}
