@@ -24,7 +24,7 @@ class ProjectValidatorTest : public ::testing::Test {
 
     // A track of `seconds` on a real file, with a valid ISRC built from its number.
     CDTrack track(int seconds, int number) const {
-        char isrc[16];
+        char isrc[32];
         std::snprintf(isrc, sizeof isrc, "USABC12%05d", number);
         CDTrack t = CDTrack::make("Song", std::string(isrc), 150, seconds * 44100LL);
         t.audioFileURL = FileURL::fromPath(folder / "take.wav");
