@@ -10,3 +10,6 @@ out="${1:-build/demo}"
 rm -rf "$out"
 build/release/cli/orvane-cli demo "$out"
 build/release/cli/orvane-cli layout "$out/Demo.ovproj"
+build/release/cli/orvane-cli validate "$out/Demo.ovproj" || true
+build/release/cli/orvane-cli ddp export "$out/Demo.ovproj" "$out/DDP" --pq-sheet
+(cd "$out/DDP" && md5sum -c checksum.md5)
