@@ -114,50 +114,31 @@ void WorkspaceState::setTrackPhase(const Uuid& trackID, const std::string& phase
 }
 
 void WorkspaceState::setVersionSRC(const Uuid& trackID, const Uuid& versionID, const std::string& algorithm) {
-    const auto index = project_.indexOfTrack(trackID);
-    if (!index) {
-        return;
-    }
-    CDProject edited = project_;
-    TrackVersion* version = findVersion(edited, *index, versionID);
-    if (version == nullptr || version->srcAlgorithm == algorithm) {
-        return;
-    }
-    const bool vinylPlaysIt = vinylMode_ && vinylTakeVersionID(trackID) == versionID;
-    version->srcAlgorithm = algorithm;
-    withUndoGroup([&] {
-        setProject(std::move(edited));
-        if (vinylPlaysIt) {
-            vinylMutateEdit(trackID, [&](CDTrack& heard) { heard.srcAlgorithm = algorithm; });
-        }
-    });
-    if (vinylPlaysIt) {
-        recalculateTimeline(ReloadPlayback::yes);
-    }
-    if (hooks.invalidateSpectral) {
-        hooks.invalidateSpectral(versionID);
-    }
-    if (hooks.refreshPreviewWaveform) {
-        hooks.refreshPreviewWaveform();
-    }
+    setVersionSetting(trackID, versionID, &TrackVersion::srcAlgorithm, &CDTrack::srcAlgorithm, algorithm);
 }
 
 void WorkspaceState::setVersionPhase(const Uuid& trackID, const Uuid& versionID, const std::string& phase) {
+    setVersionSetting(trackID, versionID, &TrackVersion::srcPhase, &CDTrack::srcPhase, phase);
+}
+
+void WorkspaceState::setVersionSetting(const Uuid& trackID, const Uuid& versionID,
+                                       TakeSetting TrackVersion::*takeField, TakeSetting CDTrack::*trackField,
+                                       const std::string& value) {
     const auto index = project_.indexOfTrack(trackID);
     if (!index) {
         return;
     }
     CDProject edited = project_;
     TrackVersion* version = findVersion(edited, *index, versionID);
-    if (version == nullptr || version->srcPhase == phase) {
+    if (version == nullptr || version->*takeField == value) {
         return;
     }
     const bool vinylPlaysIt = vinylMode_ && vinylTakeVersionID(trackID) == versionID;
-    version->srcPhase = phase;
+    version->*takeField = value;
     withUndoGroup([&] {
         setProject(std::move(edited));
         if (vinylPlaysIt) {
-            vinylMutateEdit(trackID, [&](CDTrack& heard) { heard.srcPhase = phase; });
+            vinylMutateEdit(trackID, [&](CDTrack& heard) { heard.*trackField = value; });
         }
     });
     if (vinylPlaysIt) {

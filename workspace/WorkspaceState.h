@@ -243,6 +243,10 @@ class WorkspaceState final {
 #include "workspace/WorkspaceTrackCommands.h"
 
   private:
+    using TakeSetting = std::optional<std::string>;
+    // Sets one converter setting of a take (and of the vinyl side's override when vinyl plays that take).
+    void setVersionSetting(const Uuid& trackID, const Uuid& versionID, TakeSetting TrackVersion::*takeField,
+                           TakeSetting CDTrack::*trackField, const std::string& value);
     // Track commands: the one road of an edit in CD mode and in vinyl mode (see WorkspaceTrackEdits).
     enum class MovesLayout { no, yes };
     void editTrack(const Uuid& trackID, ReloadPlayback reload, MovesLayout moves,
