@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release -j "$(nproc)"
+cmake --build --preset release -j "$(nproc)" --target orvane-cli ssrc_hp
 out="${1:-build/demo}"
 rm -rf "$out"
 build/release/cli/orvane-cli demo "$out"
