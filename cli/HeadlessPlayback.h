@@ -33,6 +33,16 @@ class HeadlessPlayback final : public PlaybackControl {
     void clearLoopRange() override {}
     void setScrubGain(double) override {}
     void setOutputVolume(double) override {}
+    double totalTime() const override { return 0.0; }
+    void nextTrack(double) override {}
+    void previousTrack(double) override {}
+    void beginScrub() override {}
+    void scrubTo(double) override {}
+    void endScrub() override {}
+    void spoolStep(int) override {}
+    void stopSpool() override {}
+    void loadPreview(const std::filesystem::path&, std::int64_t) override {}
+    void switchPreview(const std::filesystem::path&, std::int64_t) override {}
     void stopPreview() override {}
     // Caches are built when a delivery needs them; nothing prewarms them for a player that never plays.
     void rebuildSRCCaches(const CDProject&) override {}

@@ -7,6 +7,10 @@ find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
 pkg_check_modules(SOXR REQUIRED IMPORTED_TARGET soxr)
 pkg_check_modules(FFTW3 REQUIRED IMPORTED_TARGET fftw3)
+# Single precision, for the spectrum meter.
+pkg_check_modules(FFTW3F REQUIRED IMPORTED_TARGET fftw3f)
+# The audio output backend (ALSA, PulseAudio and JACK as Debian builds it).
+pkg_check_modules(RTAUDIO REQUIRED IMPORTED_TARGET rtaudio)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo)
 if(ORVANE_BUILD_TESTS)

@@ -10,6 +10,8 @@ packages=(
     nlohmann-json3-dev libexpected-dev libssl-dev
     libsndfile1-dev libsoxr-dev libfftw3-dev libsamplerate0-dev
     libcairo2-dev libpango1.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
+    librtaudio-dev
+    cdrskin cuetools
 )
 
 sudo_cmd=()

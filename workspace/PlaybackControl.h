@@ -9,6 +9,7 @@
 #include "model/TrackPosition.h"
 #include "model/Uuid.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -53,6 +54,24 @@ class PlaybackControl {
     // The output mixer's volume, 0 to 1.
     virtual void setOutputVolume(double volume) = 0;
 
+    // Seconds of what is loaded: the disc, or the audition file while one is loaded.
+    virtual double totalTime() const = 0;
+    // The transport keys: locate to INDEX 01 of the next or previous track, less the pre-roll, and
+    // roll when a pre-roll is given.
+    virtual void nextTrack(double prerollSeconds) = 0;
+    virtual void previousTrack(double prerollSeconds) = 0;
+
+    // Scrub (a drag on the ruler) and spool (the tape-style keys, direction +1 or -1).
+    virtual void beginScrub() = 0;
+    virtual void scrubTo(double seconds) = 0;
+    virtual void endScrub() = 0;
+    virtual void spoolStep(int direction) = 0;
+    virtual void stopSpool() = 0;
+
+    // Take audition: plays one file on its own time axis (`totalFrames` in CD frames), from rest.
+    virtual void loadPreview(const std::filesystem::path& file, std::int64_t totalFrames) = 0;
+    // Changes the auditioned file at the same audible position, without stopping the roll.
+    virtual void switchPreview(const std::filesystem::path& file, std::int64_t totalFrames) = 0;
     // Ends a take audition and returns to the timeline.
     virtual void stopPreview() = 0;
 

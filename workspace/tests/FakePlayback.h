@@ -25,6 +25,8 @@ class FakePlayback final : public PlaybackControl {
         std::optional<std::pair<double, double>> loop;
         double scrubGain = 1.0;
         double outputVolume = 1.0;
+        double totalTime = 0.0;
+        std::optional<std::filesystem::path> previewFile;
         SRCStateHandler srcHandler;
         TimeUpdateHandler timeHandler;
 
@@ -87,7 +89,36 @@ class FakePlayback final : public PlaybackControl {
     }
     void setScrubGain(double gain) override { s_->scrubGain = gain; }
     void setOutputVolume(double volume) override { s_->outputVolume = volume; }
-    void stopPreview() override { s_->calls.push_back("stopPreview"); }
+    double totalTime() const override { return s_->totalTime; }
+    void nextTrack(double preroll) override { s_->calls.push_back("nextTrack(" + number(preroll) + ")"); }
+    void previousTrack(double preroll) override {
+        s_->calls.push_back("previousTrack(" + number(preroll) + ")");
+    }
+    void beginScrub() override { s_->calls.push_back("beginScrub"); }
+    void scrubTo(double seconds) override {
+        s_->time = seconds;
+        s_->calls.push_back("scrubTo(" + number(seconds) + ")");
+    }
+    void endScrub() override { s_->calls.push_back("endScrub"); }
+    void spoolStep(int direction) override { s_->calls.push_back("spoolStep(" + std::to_string(direction) + ")"); }
+    void stopSpool() override { s_->calls.push_back("stopSpool"); }
+    void loadPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
+        s_->playing = false;
+        s_->time = 0.0;
+        s_->previewFile = file;
+        s_->totalTime = static_cast<double>(totalFrames) / 75.0;
+        s_->calls.push_back("loadPreview(" + file.filename().string() + "," + std::to_string(totalFrames) + ")");
+    }
+    void switchPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
+        s_->previewFile = file;
+        s_->totalTime = static_cast<double>(totalFrames) / 75.0;
+        s_->time = std::min(s_->time, s_->totalTime);
+        s_->calls.push_back("switchPreview(" + file.filename().string() + "," + std::to_string(totalFrames) + ")");
+    }
+    void stopPreview() override {
+        s_->previewFile.reset();
+        s_->calls.push_back("stopPreview");
+    }
     void rebuildSRCCaches(const CDProject&) override { s_->calls.push_back("rebuildSRCCaches"); }
     void rebuildSRCCache(const Uuid& id, const std::filesystem::path&, const std::string& masterSRC,
                          const std::optional<std::string>& algorithm, const std::string&,
