@@ -9,3 +9,5 @@ export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 cmake --preset asan
 cmake --build --preset asan -j "$(nproc)"
 ctest --preset asan -j "$(nproc)"
+# Then each libFuzzer target for a bounded time, seeded by what the tests above wrote.
+bash scripts/fuzz.sh 20
