@@ -24,6 +24,7 @@ int runPq(Args args);
 int runNew(Args args);
 int runValidate(Args args);
 int runDdp(Args args);
+int runDevices(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -30,6 +30,7 @@ constexpr std::array kCommands{
     Command{"new", "build a project from audio files", orvane::cli::runNew},
     Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
+    Command{"devices", "list the audio output devices", orvane::cli::runDevices},
 };
 
 void printUsage(std::FILE* to) {
