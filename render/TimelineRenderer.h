@@ -9,9 +9,11 @@
 #include "model/TrackPosition.h"
 #include "platform/AudioFileReader.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,7 +53,8 @@ class TimelineRenderer {
 
     // Zeroes the first `count` samples of l and r, then writes the disc's audio from
     // startSample441 that lies before totalSamples.
-    void render(float* l, float* r, std::int64_t startSample441, std::int64_t count, const Snapshot& snapshot);
+    void render(float* l, float* r, std::int64_t startSample441, std::int64_t count,
+                const Snapshot& snapshot);
     // The plain content of one file from startSample441 (below 0 taken as 0), no edit applied.
     // A failed read gives silence.
     void renderPreview(float* l, float* r, const std::filesystem::path& file, std::int64_t startSample441,
@@ -63,8 +66,35 @@ class TimelineRenderer {
     void clearDeEmphasisStates() { deemphStates_.clear(); }
 
   private:
+    // Scratch of one source read, kept between calls so that steady playback allocates little:
+    // the file's native frames, the converted frames, and the result of exactly `count` samples.
+    struct ReadScratch {
+        std::optional<AudioBuffer> native;
+        std::optional<AudioBuffer> converted;
+        std::vector<float> l;
+        std::vector<float> r;
+    };
+
+    // One chunk that lies wholly inside one block; a silence block leaves the output as it is.
+    void renderBlockChunk(const AudioBlock& block, float* l, float* r, std::int64_t outOffset,
+                          std::int64_t globalSample, std::int64_t count, const Snapshot& snapshot);
+    void renderTrackChunk(const AudioBlock::Track& block, float* l, float* r, std::int64_t outOffset,
+                          std::int64_t globalSample, std::int64_t count, const CDProject& project);
+    void renderCrossfadeChunk(const AudioBlock::Crossfade& block, float* l, float* r, std::int64_t outOffset,
+                              std::int64_t globalSample, std::int64_t count, const CDProject& project);
+    // Fills scratch.l and scratch.r with exactly `count` samples at 44.1 kHz stereo from the file's
+    // disc sample startSample441; zeros past the end. False when the file cannot be opened, read or
+    // converted.
+    bool readResampled(ReadScratch& scratch, const std::filesystem::path& file, std::int64_t startSample441,
+                       std::int64_t count);
+    // Runs the track's shelf over the samples in place, carrying its state on to the next call.
+    void applyDeEmphasis(std::int64_t trackIndex, float* l, float* r, std::int64_t count);
+    // The open reader for a path, opened on first use; null if it does not open (nothing is kept then).
+    AudioFileReader* file(const std::filesystem::path& path);
+
     std::map<std::string, AudioFileReader> fileCache_;
     std::map<std::int64_t, StereoDeEmphasis> deemphStates_;
+    std::array<ReadScratch, 2> scratch_; // the outgoing and the incoming source of a crossfade
 };
 
 } // namespace orvane
