@@ -1,309 +1,25 @@
 #include "engines/DitherEngine.h"
 
+#include "engines/detail/DitherSteps.h"
+
 #include <algorithm>
-#include <bit>
 #include <cassert>
 #include <cmath>
-#include <limits>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace orvane {
 
 namespace {
 
-// The feedback coefficients as constants, so that the compiler drops the zero taps and turns 1.0 and
-// -1.0 into no multiplication at all; both are exact, so the result is the same bits.
-template <DitherType Type> struct Feedback;
-template <> struct Feedback<DitherType::tpdf> {
-    static constexpr int taps = 0;
-    static constexpr double c[4] = {0.0, 0.0, 0.0, 0.0};
-};
-template <> struct Feedback<DitherType::highPass> {
-    static constexpr int taps = 1;
-    static constexpr double c[4] = {1.0, 0.0, 0.0, 0.0};
-};
-template <> struct Feedback<DitherType::lipshitz> {
-    static constexpr int taps = 2;
-    static constexpr double c[4] = {2.0, -1.0, 0.0, 0.0};
-};
-template <> struct Feedback<DitherType::shibata> {
-    static constexpr int taps = 3;
-    static constexpr double c[4] = {2.412, -2.064, 0.598, 0.0};
-};
-template <> struct Feedback<DitherType::gesemann> {
-    static constexpr int taps = 4;
-    static constexpr double c[4] = {2.033, -2.165, 1.959, -1.59};
-};
-
-// One 64-bit xorshift step.
-inline std::uint64_t xorshift(std::uint64_t s) noexcept {
-    s ^= s >> 12;
-    s ^= s << 25;
-    s ^= s >> 27;
-    return s;
-}
-
-// d = (u1 + u2) + (-1.0) with u = s as a double times 2^-64. x86-64 has no unsigned conversion, and
-// the compiler's version branches on the top bit, which random data mispredicts half the time; each
-// 32-bit half is made exact through the exponent bits and the halves added, which rounds once, like a
-// plain conversion. Scaling by 2^-64 is exact, so it may follow the sum of the two unscaled values.
-#if defined(__SSE2__)
-inline __m128d stateAsDouble(__m128i s) noexcept {
-    const __m128i low = _mm_or_si128(_mm_and_si128(s, _mm_set1_epi64x(0xFFFFFFFFLL)),
-                                     _mm_set1_epi64x(0x4330000000000000LL)); // 2^52 + low
-    const __m128i high = _mm_or_si128(_mm_srli_epi64(s, 32),
-                                      _mm_set1_epi64x(0x4530000000000000LL)); // 2^84 + high * 2^32
-    const __m128d lowValue = _mm_sub_pd(_mm_castsi128_pd(low), _mm_set1_pd(0x1p52));
-    const __m128d highValue = _mm_sub_pd(_mm_castsi128_pd(high), _mm_set1_pd(0x1p84));
-    return _mm_add_pd(highValue, lowValue);
-}
-
-inline double ditherValue(std::uint64_t s1, std::uint64_t s2) noexcept {
-    const __m128d both =
-        stateAsDouble(_mm_set_epi64x(static_cast<long long>(s2), static_cast<long long>(s1)));
-    const double sum = _mm_cvtsd_f64(_mm_add_sd(both, _mm_unpackhi_pd(both, both)));
-    return sum * 0x1p-64 + (-1.0);
-}
-#else
-inline double unitValue(std::uint64_t s) noexcept {
-    const double high = static_cast<double>(static_cast<std::int64_t>(s >> 32)) * 0x1p32;
-    const double low = static_cast<double>(static_cast<std::int64_t>(s & 0xFFFFFFFFULL));
-    return high + low;
-}
-
-inline double ditherValue(std::uint64_t s1, std::uint64_t s2) noexcept {
-    return (unitValue(s1) + unitValue(s2)) * 0x1p-64 + (-1.0);
-}
-#endif
-
-// q = round(v) halves away from zero, clamped to -scale ... scale, with the sign of zero that
-// std::round gives, split in two so the feedback loop waits as little as possible:
-// onGrid is q up to the sign of a zero, which the next error q - v cannot tell apart; the sign is
-// restored only for the output. Rounding is monotonic and ±scale are integers, so any |v| > scale
-// simply gives ±scale.
-struct Quantised {
-    double onGrid; // equals q, except that a zero may be +0.0 where q is -0.0
-    double q;
-};
-
-inline Quantised quantise(double v, double scale) noexcept {
-    if (!(std::fabs(v) <= scale)) [[unlikely]] {
-        const double q = std::copysign(scale, v);
-        return {q, q};
-    }
-    // Adding 1.5 * 2^52 rounds to the nearest integer, ties to even; a tie that went toward zero is
-    // pushed one step out. |v| <= scale < 2^31, far inside the range where this is exact.
-    constexpr double magic = 0x1.8p52;
-    double r = (v + magic) - magic;
-    const double diff = v - r;
-    if (diff == 0.5 || diff == -0.5) [[unlikely]] {
-        r = v + std::copysign(0.5, v);
-    }
-    return {r, std::copysign(r, v)};
-}
-
-} // namespace
-
-// One channel's running state, held in registers while a loop runs.
-struct detail::DitherChannel {
-    std::uint64_t s;
-    double e0, e1, e2, e3, e4, e5, e6, e7;
-    double scale;
-    double inverse;
-};
-
-// One sample of the written algorithm. With KeepAll false the four oldest errors, which are never
-// read, are not shifted; the caller makes sure four full steps follow before the history is stored.
-namespace {
-
 using Channel = detail::DitherChannel;
 
-template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sample) noexcept {
-    using F = Feedback<Type>;
-    // A NaN or infinite sample is caught where v leaves the range, off the common path.
-    double y = c.scale * sample;
-    const std::uint64_t s1 = xorshift(c.s);
-    c.s = xorshift(s1);
-    const double d = ditherValue(s1, c.s);
-    if constexpr (F::taps == 0) {
-        if (!(std::fabs(y + d) <= c.scale) && !(std::fabs(sample) <= std::numeric_limits<double>::max()))
-            [[unlikely]] {
-            y = 0.0;
-        }
-        sample = quantise(y + d, c.scale).q * c.inverse;
-    } else {
-        // w = c1 e0 + c2 e1 + c3 e2 + c4 e3, left to right. Zero taps add ±0.0, which changes
-        // nothing unless the sum so far is itself zero; only then is the full sum worth its time.
-        double w = F::c[0] * c.e0;
-        if constexpr (F::taps > 1) {
-            w = w + F::c[1] * c.e1;
-        }
-        if constexpr (F::taps > 2) {
-            w = w + F::c[2] * c.e2;
-        }
-        if constexpr (F::taps > 3) {
-            w = w + F::c[3] * c.e3;
-        }
-        if constexpr (F::taps < 4) {
-            if (w == 0.0) [[unlikely]] {
-                w = ((F::c[0] * c.e0 + F::c[1] * c.e1) + F::c[2] * c.e2) + F::c[3] * c.e3;
-            }
-        }
-        if (!(std::fabs(w) <= std::numeric_limits<double>::max())) [[unlikely]] {
-            // Under sustained overload the history of an unstable shaper grows until the sum
-            // overflows; start the shaping afresh instead of letting NaN reach the output.
-            c.e0 = c.e1 = c.e2 = c.e3 = c.e4 = c.e5 = c.e6 = c.e7 = 0.0;
-            w = 0.0;
-        }
-        double v = w + (y + d);
-        if (!(std::fabs(v) <= c.scale) && !(std::fabs(sample) <= std::numeric_limits<double>::max()))
-            [[unlikely]] {
-            y = 0.0;
-            v = w + (y + d);
-        }
-        const Quantised q = quantise(v, c.scale);
-        if constexpr (KeepAll) {
-            c.e7 = c.e6;
-            c.e6 = c.e5;
-            c.e5 = c.e4;
-            c.e4 = c.e3;
-        }
-        c.e3 = c.e2;
-        c.e2 = c.e1;
-        c.e1 = c.e0;
-        c.e0 = q.onGrid - v; // the same bits as q - v, also for a zero q
-        sample = q.q * c.inverse;
-    }
-}
-
-// A whole block of one channel; the last four samples take full steps so all eight errors are right.
-template <DitherType Type> inline void run(Channel& c, std::span<double> samples) noexcept {
-    const std::size_t head = samples.size() >= 4 ? samples.size() - 4 : 0;
-    for (std::size_t i = 0; i < head; ++i) {
-        step<Type, false>(c, samples[i]);
-    }
-    for (std::size_t i = head; i < samples.size(); ++i) {
-        step<Type, true>(c, samples[i]);
-    }
-}
-
+// Whether the two-channel loop may use SSE4.1's rounding instruction; asked once.
+bool hasRoundInstruction() noexcept {
 #if defined(__SSE2__)
-
-// The two channels' values side by side in the two lanes of an SSE2 register: the same operations in
-// the same order, so the same bits, for half the instructions. A sample where either lane needs a
-// rare path (a clamp, an exact tie, a zero or overflowing feedback sum, a NaN) is done again by the
-// scalar step for both lanes, from the state before it.
-struct Lanes {
-    __m128i s;
-    __m128d e0, e1, e2, e3;
-};
-
-inline __m128i xorshiftLanes(__m128i s) noexcept {
-    s = _mm_xor_si128(s, _mm_srli_epi64(s, 12));
-    s = _mm_xor_si128(s, _mm_slli_epi64(s, 25));
-    return _mm_xor_si128(s, _mm_srli_epi64(s, 27));
-}
-
-template <DitherType Type>
-inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size_t count) noexcept {
-    using F = Feedback<Type>;
-    const __m128d scale = _mm_set1_pd(a.scale);
-    const __m128d inverse = _mm_set1_pd(a.inverse);
-    const __m128d signBit = _mm_set1_pd(-0.0);
-    const __m128d magic = _mm_set1_pd(0x1.8p52);
-    const __m128d half = _mm_set1_pd(0.5);
-    const __m128d largest = _mm_set1_pd(std::numeric_limits<double>::max());
-    const __m128d zero = _mm_setzero_pd();
-    Lanes l{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)), _mm_set_pd(b.e0, a.e0),
-            _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
-    const auto spill = [&] {
-        alignas(16) std::uint64_t states[2];
-        alignas(16) double e[4][2];
-        _mm_store_si128(reinterpret_cast<__m128i*>(states), l.s);
-        _mm_store_pd(e[0], l.e0);
-        _mm_store_pd(e[1], l.e1);
-        _mm_store_pd(e[2], l.e2);
-        _mm_store_pd(e[3], l.e3);
-        a.s = states[0];
-        b.s = states[1];
-        a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
-        b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
-    };
-    for (std::size_t i = 0; i < count; ++i) {
-        const __m128d y = _mm_mul_pd(scale, _mm_set_pd(z[i], x[i]));
-        const __m128i s1 = xorshiftLanes(l.s);
-        const __m128i s2 = xorshiftLanes(s1);
-        // Scaling by 2^-64 is exact, so it may follow the sum of the two unscaled values.
-        const __m128d d =
-            _mm_add_pd(_mm_mul_pd(_mm_add_pd(stateAsDouble(s1), stateAsDouble(s2)), _mm_set1_pd(0x1p-64)),
-                       _mm_set1_pd(-1.0));
-        __m128d w = zero;
-        __m128d rare = zero;
-        if constexpr (F::taps > 0) {
-            w = _mm_mul_pd(_mm_set1_pd(F::c[0]), l.e0);
-            if constexpr (F::taps > 1) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), l.e1));
-            }
-            if constexpr (F::taps > 2) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), l.e2));
-            }
-            if constexpr (F::taps > 3) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), l.e3));
-            }
-            rare = _mm_cmpnle_pd(_mm_andnot_pd(signBit, w), largest); // overflowed or NaN
-            if constexpr (F::taps < 4) {
-                rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, zero));
-            }
-        }
-        const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
-        const __m128d r = _mm_sub_pd(_mm_add_pd(v, magic), magic);
-        rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(signBit, v), scale)); // clamp, NaN, infinity
-        rare = _mm_or_pd(rare, _mm_cmpeq_pd(_mm_andnot_pd(signBit, _mm_sub_pd(v, r)), half)); // a tie
-        if (_mm_movemask_pd(rare) != 0) [[unlikely]] {
-            spill();
-            step<Type, false>(a, x[i]);
-            step<Type, false>(b, z[i]);
-            l = Lanes{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)),
-                      _mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2),
-                      _mm_set_pd(b.e3, a.e3)};
-            continue;
-        }
-        l.s = s2;
-        if constexpr (F::taps > 0) {
-            l.e3 = l.e2;
-            l.e2 = l.e1;
-            l.e1 = l.e0;
-            l.e0 = _mm_sub_pd(r, v);
-        }
-        // r and v have the same sign unless r is zero; the sign of v makes it std::round's zero.
-        const __m128d out = _mm_mul_pd(_mm_or_pd(r, _mm_and_pd(v, signBit)), inverse);
-        _mm_storel_pd(x + i, out);
-        _mm_storeh_pd(z + i, out);
-    }
-    spill();
-}
-
-#endif
-
-// Two independent channels at once: in SSE2 lanes where there are any, else in one scalar loop so
-// that the processor at least overlaps their dependency chains.
-template <DitherType Type>
-inline void runPair(Channel& a, std::span<double> x, Channel& b, std::span<double> z) noexcept {
-    const std::size_t common = std::min(x.size(), z.size());
-    const std::size_t head = common >= 4 ? common - 4 : 0;
-#if defined(__SSE2__)
-    runPairLanes<Type>(a, x.data(), b, z.data(), head);
+    static const bool has = __builtin_cpu_supports("sse4.1");
+    return has;
 #else
-    for (std::size_t i = 0; i < head; ++i) {
-        step<Type, false>(a, x[i]);
-        step<Type, false>(b, z[i]);
-    }
+    return false;
 #endif
-    run<Type>(a, x.subspan(head));
-    run<Type>(b, z.subspan(head));
 }
 
 } // namespace
@@ -361,6 +77,12 @@ void DitherEngine::processPair(DitherEngine& left, std::span<double> leftSamples
     }
     Channel a = left.loadChannel();
     Channel b = right.loadChannel();
+    if (hasRoundInstruction()) {
+        detail::runPairWithRoundInstruction(left.type_, a, leftSamples, b, rightSamples);
+        left.storeChannel(a);
+        right.storeChannel(b);
+        return;
+    }
     switch (left.type_) {
     case DitherType::none:
         break;

@@ -1,5 +1,8 @@
 #include "engines/SRCEngine64.h"
 
+#include "engines/detail/PolyphaseDot.h"
+#include "engines/detail/WholePhaseWalk.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -13,14 +16,15 @@ constexpr double kPhaseFractionScale = 2.3283064365386963e-10; // 2^-32
 constexpr std::int64_t kFractionMask = 0xffffffffLL;
 constexpr int kInterpolateLongFilterAbove = 256;
 
-// Sixteen running sums, each over the taps with the same index mod 16, added in one fixed order at
-// the end. Every path below keeps this order, so a result never depends on which path or which
-// instruction set produced it; the form lets the compiler keep the sums in vector registers (four
-// chains of four with AVX, eight of two with SSE2) without reordering a single addition.
-// The rows are padded to whole steps of 16 (leading zeros), so there is no ragged end.
-constexpr std::size_t kLanes = PolyphaseFilterBank64::paddedTapStep;
-
-inline double sumLanes(const double* acc) {
+// The dot product against the row interpolated between c0 and c1 at fraction f, its sums kept in the
+// same lanes as every other dot product of the engine.
+inline double dotInterpolated(const double* __restrict x, const double* __restrict c0,
+                              const double* __restrict c1, double f, std::size_t taps) {
+    constexpr std::size_t kLanes = detail::kDotLanes;
+    double acc[kLanes] = {};
+    for (std::size_t t = 0; t < taps; t += kLanes)
+        for (std::size_t j = 0; j < kLanes; ++j)
+            acc[j] += x[t + j] * (c0[t + j] + f * (c1[t + j] - c0[t + j]));
     double s[8];
     for (std::size_t j = 0; j < 8; ++j)
         s[j] = acc[j] + acc[j + 8];
@@ -28,24 +32,6 @@ inline double sumLanes(const double* acc) {
     for (std::size_t j = 0; j < 4; ++j)
         r[j] = s[j] + s[j + 4];
     return (r[0] + r[2]) + (r[1] + r[3]);
-}
-
-inline double dot(const double* __restrict x, const double* __restrict c, std::size_t taps) {
-    double acc[kLanes] = {};
-    for (std::size_t t = 0; t < taps; t += kLanes)
-        for (std::size_t j = 0; j < kLanes; ++j)
-            acc[j] += x[t + j] * c[t + j];
-    return sumLanes(acc);
-}
-
-// The dot product against the row interpolated between c0 and c1 at fraction f.
-inline double dotInterpolated(const double* __restrict x, const double* __restrict c0,
-                              const double* __restrict c1, double f, std::size_t taps) {
-    double acc[kLanes] = {};
-    for (std::size_t t = 0; t < taps; t += kLanes)
-        for (std::size_t j = 0; j < kLanes; ++j)
-            acc[j] += x[t + j] * (c0[t + j] + f * (c1[t + j] - c0[t + j]));
-    return sumLanes(acc);
 }
 
 // Row of the bank for a phase, wrapping negative phases into 0 ... L - 1.
@@ -66,13 +52,12 @@ struct Walk {
     std::int64_t Mprec;
 };
 
-// The phase walk over `positions` windows of x, window i being x[i ... i + rowStride - 1] with its
-// newest sample last; returns the phase after it. Integer start phases (every preset) keep the
-// fraction at 0, where the interpolation is an exact no-op and the plain dot product gives the
-// same bits.
+// The phase walk as written, one input position at a time, over `positions` windows of x, window i
+// being x[i ... i + rowStride - 1] with its newest sample last; returns the phase after it. Used for
+// fractional phases and for the one position a negative start phase needs before the fast walk.
 template <bool Interpolate>
-inline std::int64_t walkPositions(const Walk& w, const double* x, std::size_t positions, std::int64_t phase,
-                                  std::vector<double>& output) {
+std::int64_t walkPositions(const Walk& w, const double* x, std::size_t positions, std::int64_t phase,
+                           std::vector<double>& output) {
     const std::size_t stride = w.rowStride;
     for (std::size_t i = 0; i < positions; ++i, phase -= w.Lprec) {
         const double* window = x + i;
@@ -83,14 +68,14 @@ inline std::int64_t walkPositions(const Walk& w, const double* x, std::size_t po
                 const double f = static_cast<double>(static_cast<std::uint32_t>(phase & kFractionMask)) *
                                  kPhaseFractionScale;
                 if (w.longFilter) {
-                    const double a = dot(window, c0, stride);
-                    const double b = dot(window, c0 + stride, stride);
+                    const double a = detail::dot(window, c0, stride);
+                    const double b = detail::dot(window, c0 + stride, stride);
                     y = a + f * (b - a);
                 } else {
                     y = dotInterpolated(window, c0, c0 + stride, f, stride);
                 }
             } else {
-                y = dot(window, c0, stride);
+                y = detail::dot(window, c0, stride);
             }
             output.push_back(y);
             phase += w.Mprec;
@@ -99,13 +84,18 @@ inline std::int64_t walkPositions(const Walk& w, const double* x, std::size_t po
     return phase;
 }
 
-// The hot loop of every conversion, built for AVX2 as well where the processor has it; the choice
-// is made once at load time. No FMA, so both builds give the same bits.
-[[gnu::target_clones("avx2", "default")]] std::int64_t walkWholePhase(const Walk& w, const double* x,
-                                                                      std::size_t positions,
-                                                                      std::int64_t phase,
-                                                                      std::vector<double>& output) {
-    return walkPositions<false>(w, x, positions, phase, output);
+detail::WholePhaseWalk planWalk(const SRCEngine64& e, std::size_t positions, std::int64_t& phase) noexcept {
+    return detail::planWholePhaseWalk(e.bank().paddedBank(), static_cast<std::size_t>(e.bank().paddedTaps()),
+                                      e.L(), e.M(), positions, phase);
+}
+
+Walk walkOf(const SRCEngine64& e) noexcept {
+    return Walk{e.bank().paddedBank(),
+                static_cast<std::size_t>(e.bank().paddedTaps()),
+                e.tapsPerPhase() > kInterpolateLongFilterAbove,
+                e.L(),
+                e.L_prec(),
+                e.M_prec()};
 }
 
 std::int64_t walkFractionalPhase(const Walk& w, const double* x, std::size_t positions, std::int64_t phase,
@@ -163,10 +153,8 @@ void SRCEngine64::flushInto(std::vector<double>& output) {
     process(zeros_, output);
 }
 
-void SRCEngine64::process(std::span<const double> input, std::vector<double>& output) {
+std::size_t SRCEngine64::beginBlock(std::span<const double> input, std::vector<double>& output) {
     const std::size_t n = input.size();
-    if (n == 0)
-        return; // nothing moves: the window has no new sample to stand on
     const std::size_t keep = history_.size();
     const std::size_t length = keep + n;
     if (work_.size() < length)
@@ -177,17 +165,30 @@ void SRCEngine64::process(std::span<const double> input, std::vector<double>& ou
               work_.begin() + static_cast<std::ptrdiff_t>(length), history_.begin());
 
     const double expected = std::trunc(static_cast<double>(n) * L_ / M_) + 100.0;
-    output.reserve(output.size() + static_cast<std::size_t>(expected));
-    const Walk walk{bank_->paddedBank(),
-                    static_cast<std::size_t>(bank_->paddedTaps()),
-                    tapsPerPhase_ > kInterpolateLongFilterAbove,
-                    L_,
-                    L_prec_,
-                    M_prec_};
-    if ((phase_acc_ & kFractionMask) == 0)
-        phase_acc_ = walkWholePhase(walk, work_.data(), n, phase_acc_, output);
-    else
-        phase_acc_ = walkFractionalPhase(walk, work_.data(), n, phase_acc_, output);
+    const std::size_t needed = output.size() + static_cast<std::size_t>(expected);
+    if (output.capacity() < needed) // growing geometrically: callers append block after block
+        output.reserve(std::max(needed, 2 * output.capacity()));
+    if (phase_acc_ >= 0 || (phase_acc_ & kFractionMask) != 0)
+        return 0;
+    // Only the stream's first position can start below 0, since every position ends on a phase of
+    // at least 0; it takes the written walk, with its wrapped rows.
+    phase_acc_ = walkPositions<false>(walkOf(*this), work_.data(), 1, phase_acc_, output);
+    return 1;
+}
+
+void SRCEngine64::process(std::span<const double> input, std::vector<double>& output) {
+    const std::size_t n = input.size();
+    if (n == 0)
+        return; // nothing moves: the window has no new sample to stand on
+    const std::size_t done = beginBlock(input, output);
+    if ((phase_acc_ & kFractionMask) != 0) {
+        phase_acc_ = walkFractionalPhase(walkOf(*this), work_.data(), n, phase_acc_, output);
+        return;
+    }
+    const detail::WholePhaseWalk walk = planWalk(*this, n - done, phase_acc_);
+    const std::size_t first = output.size();
+    output.resize(first + walk.count);
+    detail::walkWholePhase(walk, work_.data() + done, output.data() + first);
 }
 
 } // namespace orvane

@@ -55,6 +55,10 @@ class SRCEngine64 final : public StreamingResampler {
     std::span<const double> history() const noexcept;
 
   private:
+    // Joins history and block into the working buffer, keeps the new history and reserves the output;
+    // walks the stream's first position if the phase starts below 0. Gives the positions walked.
+    std::size_t beginBlock(std::span<const double> input, std::vector<double>& output);
+
     int fs_in_;
     int fs_out_;
     int L_;
