@@ -9,6 +9,7 @@
 #include "model/CDTrack.h"
 #include "model/Uuid.h"
 
+#include <filesystem>
 #include <functional>
 
 namespace orvane {
@@ -18,6 +19,9 @@ struct WorkspaceHooks {
     std::function<void()> regeneratePeaks;
     // Peaks: generate one track's peaks in the background and store them under its id.
     std::function<void(const CDTrack& track)> generateTrackPeaks;
+    // Peaks: generate the peaks of the auditioned file in the background and hand them to
+    // setPreviewPeaks; a result for a file the audition has since left is dropped there.
+    std::function<void(const std::filesystem::path& file)> loadPreviewPeaks;
 
     // Loudness: the copy of the project written by a save, with the measurements held in memory
     // merged in. Without the hook the project is written as it is.

@@ -69,6 +69,7 @@ WorkspaceState::WorkspaceState(MainLoop& loop, std::unique_ptr<PlaybackControl> 
     });
     playback_->setTimeUpdateHandler(
         [this, onMain](double seconds) { onMain([this, seconds] { setCurrentTime(seconds); }); });
+    installAuditionHooks();
 }
 
 WorkspaceState::~WorkspaceState() {

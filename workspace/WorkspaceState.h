@@ -43,6 +43,16 @@ struct LoopFrames {
     bool operator==(const LoopFrames&) const = default;
 };
 
+// One source of a track's take stack as an audition plays it: the file, the converter and phase it
+// sounds through, and the colour the views mark it with.
+struct PreviewSource {
+    FileURL url;
+    std::string algorithm;
+    std::string phase;
+    std::optional<std::string> colorHex;
+    bool operator==(const PreviewSource&) const = default;
+};
+
 // The take audition group (the audition itself lives with the engine).
 struct PreviewState {
     std::optional<FileURL> previewURL;
@@ -202,6 +212,34 @@ class WorkspaceState final {
     const std::optional<FileURL>& previewResolvedURL() const { return previewResolvedURL_; }
     void setPreviewResolvedURL(std::optional<FileURL> url) { previewResolvedURL_ = std::move(url); }
     void stopPreview(); // clears the audition group and ends the engine's audition
+    // Plays one source of a track (the track's id for its active take, or a take's id) on the file's
+    // own time axis, from its start; rolls at once if autoPlay. An unknown source does nothing; a file
+    // that can't be opened leaves the group set and the engine on what it had.
+    void startPreview(const Uuid& trackID, const Uuid& sourceID, bool autoPlay);
+    // Changes the auditioned source at the same audible second, without stopping the roll. Only while
+    // an audition is loaded; the source already playing is no change (its colour is still taken up).
+    void switchPreview(const Uuid& trackID, const Uuid& sourceID);
+    // Moves the audition to the next (+1) or previous (-1) source of its track, wrapping both ways, and
+    // selects it. Fewer than two sources: nothing.
+    void previewStepVersion(int delta);
+    // The track's sources in audition order: its own id (if it has a file), then its takes.
+    std::vector<Uuid> previewSourceChain(std::size_t trackIndex) const;
+    // What one source plays; nothing for an unknown track or take, or one without a file.
+    std::optional<PreviewSource> previewSource(const Uuid& trackID, const Uuid& sourceID) const;
+    // Background peaks of the auditioned file arrive here; kept only if the audition still shows that file.
+    void setPreviewPeaks(const std::filesystem::path& forFile, std::vector<float> peaks);
+    // Re-resolves the auditioned file (its converter may have changed) and loads its peaks anew.
+    void refreshPreviewWaveform();
+
+    // --- Transport keys ---
+    static constexpr std::string_view prerollSecondsKey = "prerollSeconds";
+    // The stored pre-roll in seconds: 0 (off), 1, 3, 5 or 10; anything else reads as 0.
+    double prerollSeconds() const;
+    bool setPrerollSeconds(double seconds); // false (and nothing stored) for a value not on the list
+    // The outer transport keys: step through the takes while an audition is loaded, otherwise locate to
+    // the next or previous track with the stored pre-roll.
+    void transportNext();
+    void transportPrevious();
 
     // --- Vinyl projection ---
     bool vinylMode() const { return vinylMode_; }
@@ -271,6 +309,10 @@ class WorkspaceState final {
     void restoreFromUndo(const CDProject& held);
     std::int64_t playheadFrame() const;
     void regeneratePeaks();
+    void installAuditionHooks();
+    // Opens the source's file as it will sound, sets previewResolvedURL and previewLengthFrames and asks
+    // for its peaks; nothing else and nullopt when the file can't be opened.
+    std::optional<std::int64_t> loadPreviewFile(const PreviewSource& source);
     void queueRecoveryClear();
     void resetForReplacedDocument();
     void adoptReplacementProject(CDProject replacement, std::optional<std::filesystem::path> fileURL,
