@@ -94,6 +94,9 @@ Metering::Metering(DefaultsStore& defaults) : defaults_(defaults) {
     clipTruePeak_.store(defaults_.boolValue("orvane.clipTruePeak").value_or(false));
     syncMeterTapFlags();
     monoScratch_.assign(monoScratchFrames, 0.0f);
+    // Made once, so a late push during a reinstall never writes into freed memory.
+    slots_ = std::make_unique<TapSlot[]>(kTapSlotCount);
+    slotCount_ = kTapSlotCount;
 }
 
 Metering::~Metering() {
@@ -129,8 +132,6 @@ void Metering::installMeterTap(double sampleRate) {
     lufsScrubDrainFrames_ = 0;
     clipRun_ = {0, 0};
 
-    slots_ = std::make_unique<TapSlot[]>(kTapSlotCount);
-    slotCount_ = kTapSlotCount;
     slotWriteIndex_.store(0);
     slotReadIndex_.store(0);
     slotFill_ = 0;
