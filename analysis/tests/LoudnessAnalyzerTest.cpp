@@ -41,9 +41,6 @@ TEST(LoudnessAnalyzerKWeighting, designMatchesThePublishedCoefficientsAtBothComm
     EXPECT_NEAR(at44[0].b2, 1.169079079921587, 1e-12);
     EXPECT_NEAR(at44[0].a1, -1.6636551132560204, 1e-12);
     EXPECT_NEAR(at44[0].a2, 0.7125954280732254, 1e-12);
-    EXPECT_EQ(at44[1].b0, 1.0);
-    EXPECT_EQ(at44[1].b1, -2.0);
-    EXPECT_EQ(at44[1].b2, 1.0);
     EXPECT_NEAR(at44[1].a1, -1.989169673629796, 1e-12);
     EXPECT_NEAR(at44[1].a2, 0.9891990357870393, 1e-12);
 
@@ -55,11 +52,6 @@ TEST(LoudnessAnalyzerKWeighting, designMatchesThePublishedCoefficientsAtBothComm
     EXPECT_NEAR(at48[0].a2, 0.73248077421585, 1e-9);
     EXPECT_NEAR(at48[1].a1, -1.99004745483398, 1e-9);
     EXPECT_NEAR(at48[1].a2, 0.99007225036621, 1e-9);
-
-    for (const auto& f : at44) {
-        EXPECT_EQ(f.x1, 0.0);
-        EXPECT_EQ(f.y2, 0.0);
-    }
 }
 
 TEST(LoudnessAnalyzerKWeighting, liftsTheTopCutsTheBassAndPassesOneKilohertzNearUnity) {
