@@ -1,21 +1,28 @@
-// orvane-cli ddp: DDP filesets from project documents. "export" renders one; further subcommands
-// sit in the same table.
+// orvane-cli ddp: DDP filesets from and to project documents. "export" renders one, "verify"
+// re-checks one on disk, "import" reads one back into a document and track files.
 
 #include "cli/Commands.h"
+#include "cli/DdpImportJob.h"
 #include "delivery/DDPExport.h"
+#include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"
 #include "model/TimelineCalculator.h"
 #include "workspace/ProjectStore.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace orvane::cli {
 
@@ -31,8 +38,24 @@ subcommands:
       whole, so a failed or interrupted export (Ctrl-C) leaves OUTDIR as it was.
       --pq-sheet  also writes "PQSheet.pdf" and "PQSheet.csv" beside the fileset
 
-exit status: 0 written, 1 the document could not be read or the export failed, 2 usage error,
-130 interrupted
+  verify DIR [--json]
+      Re-checks the fileset in DIR without changing it: the required files, DDPMS sizes, frame
+      alignment, the PQ lead-out, CD-Text CRCs and the MD5 sums of checksum.md5. Prints a title
+      and one line per finding (errors, warnings and what passed), in the order checked.
+      --json  one JSON object {"title": ..., "errors": N, "issues": [{"severity", "message"}]}
+
+  import DIR -o PROJECT.ovproj [--audio-dir AUDIODIR] [--json]
+      Reads the fileset in DIR back into a project document: PQ codes, CD-Text, MCN and ISRCs,
+      and one WAV file a track ("Track01.wav" ...) cut from the image into AUDIODIR (default:
+      "<DIR's name> Audio" beside PROJECT, numbered if taken). The files are made aside and
+      moved into place only when all are whole; a failed or interrupted import leaves nothing.
+      AUDIODIR may exist but must not already hold a track file of the same name.
+      --json  one JSON object {"project", "audioDir", "tracks": [...]}
+
+Progress shows as a bar on a terminal and as plain lines otherwise (on stderr with --json).
+
+exit status: 0 done (verify: no errors), 1 the input could not be read, the job failed or
+verify found an error, 2 usage error, 130 interrupted
 )";
 
 std::atomic<bool> interrupted{false};
@@ -46,29 +69,44 @@ int usage(const std::string& problem) {
     return 2;
 }
 
-int fail(const std::string& text) {
-    std::fprintf(stderr, "orvane-cli ddp export: %s\n", text.c_str());
+int fail(std::string_view subcommand, const std::string& text) {
+    std::fprintf(stderr, "orvane-cli ddp %.*s: %s\n", static_cast<int>(subcommand.size()), subcommand.data(),
+                 text.c_str());
     return 1;
 }
+
+// Catches Ctrl-C for the life of a job so that it can stop cleanly; the old handler comes back
+// afterwards.
+class InterruptScope final {
+  public:
+    InterruptScope() : previous_(std::signal(SIGINT, onInterrupt)) { interrupted = false; }
+    ~InterruptScope() { std::signal(SIGINT, previous_); }
+    InterruptScope(const InterruptScope&) = delete;
+    InterruptScope& operator=(const InterruptScope&) = delete;
+
+  private:
+    void (*previous_)(int);
+};
 
 // Draws a bar on a terminal; elsewhere prints a line when the status changes or every tenth.
 class ProgressPrinter final {
   public:
-    ProgressPrinter() : terminal_(::isatty(STDOUT_FILENO) == 1) {}
+    explicit ProgressPrinter(std::FILE* to = stdout) : to_(to), terminal_(::isatty(::fileno(to)) == 1) {}
 
-    bool operator()(double fraction, const std::string& status) {
+    bool operator()(double fraction, std::string_view status) {
         const int percent = static_cast<int>(std::floor(std::clamp(fraction, 0.0, 1.0) * 100.0));
         if (terminal_) {
             if (percent != percent_ || status != status_) {
                 const int filled = percent * 30 / 100;
-                std::printf(
-                    "\r[%s%s] %3d%% %-24s", std::string(static_cast<std::size_t>(filled), '#').c_str(),
-                    std::string(static_cast<std::size_t>(30 - filled), '-').c_str(), percent, status.c_str());
-                std::fflush(stdout);
+                std::fprintf(to_, "\r[%s%s] %3d%% %-32.*s",
+                             std::string(static_cast<std::size_t>(filled), '#').c_str(),
+                             std::string(static_cast<std::size_t>(30 - filled), '-').c_str(), percent,
+                             static_cast<int>(status.size()), status.data());
+                std::fflush(to_);
             }
         } else if (status != status_ || percent / 10 != percent_ / 10) {
-            std::printf("%3d%% %s\n", percent, status.c_str());
-            std::fflush(stdout);
+            std::fprintf(to_, "%3d%% %.*s\n", percent, static_cast<int>(status.size()), status.data());
+            std::fflush(to_);
         }
         percent_ = percent;
         status_ = status;
@@ -77,10 +115,12 @@ class ProgressPrinter final {
 
     void finish() {
         if (terminal_ && percent_ >= 0)
-            std::printf("\n");
+            std::fprintf(to_, "\n");
+        percent_ = -1;
     }
 
   private:
+    std::FILE* to_;
     bool terminal_;
     int percent_ = -1;
     std::string status_;
@@ -109,45 +149,173 @@ int runExport(Args args) {
     try {
         project = ProjectStore::load(projectPath).project;
     } catch (const ProjectStoreError& error) {
-        return fail(error.what());
+        return fail("export", error.what());
     }
     const auto positions = TimelineCalculator::calculatePositions(project);
     if (!positions)
-        return fail("The disc cannot be laid out: " + positions.error().description() + ".");
+        return fail("export", "The disc cannot be laid out: " + positions.error().description() + ".");
 
     std::vector<Exporter::ExtraFile> extras;
     if (pqSheet) {
         const auto sheet = PQSheetBuilder::exportFiles(project, *positions,
                                                        PQSheetBuilder::storedLoudness(project), std::nullopt);
         if (!sheet)
-            return fail(sheet.error());
+            return fail("export", sheet.error());
         extras.emplace_back(std::string(PQSheetBuilder::pdfFileName), sheet->pdf);
         extras.emplace_back(std::string(PQSheetBuilder::csvFileName), sheet->csv);
     }
 
-    interrupted = false;
-    const auto previous = std::signal(SIGINT, onInterrupt);
+    const InterruptScope catchInterrupt;
     ProgressPrinter printer;
-    int status = 0;
     try {
         printer(0.0, "Preparing\u2026");
         Exporter::exportDDP(project, *positions, outDir, extras,
                             [&](double f, const std::string& text) { return printer(f, text); });
         printer.finish();
         std::printf("DDP 2.00 fileset exported to:\n%s\n", std::filesystem::absolute(outDir).c_str());
+        return 0;
     } catch (const UserCancelledError&) {
         printer.finish();
         std::fprintf(stderr, "orvane-cli ddp export: interrupted; %s left as it was\n", outDir.c_str());
-        status = 130;
+        return 130;
     } catch (const ExportError& error) {
         printer.finish();
-        status = fail(error.message);
+        return fail("export", error.message);
     } catch (const std::exception& error) {
         printer.finish();
-        status = fail(error.what());
+        return fail("export", error.what());
     }
-    std::signal(SIGINT, previous);
-    return status;
+}
+
+std::string_view severityName(ValidationIssue::Severity severity) {
+    switch (severity) {
+    case ValidationIssue::Severity::error:
+        return "error";
+    case ValidationIssue::Severity::warning:
+        return "warning";
+    case ValidationIssue::Severity::info:
+        return "info";
+    }
+    return "";
+}
+
+int runVerify(Args args) {
+    std::string folder;
+    bool json = false;
+    for (const std::string& a : args) {
+        if (a == "--json")
+            json = true;
+        else if (!a.empty() && a[0] == '-')
+            return usage("unknown option '" + a + "'");
+        else if (folder.empty())
+            folder = a;
+        else
+            return usage("one fileset at a time");
+    }
+    if (folder.empty())
+        return usage("the fileset's folder is needed");
+    std::error_code ec;
+    if (!std::filesystem::is_directory(folder, ec))
+        return fail("verify", folder + " is not a folder.");
+
+    std::optional<std::vector<ValidationIssue>> issues;
+    {
+        const InterruptScope catchInterrupt;
+        ProgressPrinter printer(json ? stderr : stdout);
+        printer(0.0, "Reading fileset\u2026");
+        issues = DDPVerifier::verify(folder,
+                                     [&](std::string_view status, double f) { return printer(f, status); });
+        printer.finish();
+    }
+    if (!issues) {
+        std::fprintf(stderr, "orvane-cli ddp verify: interrupted\n");
+        return 130;
+    }
+    const auto errors = std::count_if(issues->begin(), issues->end(), [](const ValidationIssue& i) {
+        return i.severity == ValidationIssue::Severity::error;
+    });
+    if (json) {
+        nlohmann::ordered_json list = nlohmann::ordered_json::array();
+        for (const ValidationIssue& issue : *issues)
+            list.push_back({{"severity", severityName(issue.severity)}, {"message", issue.message}});
+        const nlohmann::ordered_json report{
+            {"title", DDPVerifier::reportTitle(*issues)}, {"errors", errors}, {"issues", list}};
+        std::printf("%s\n", report.dump(2).c_str());
+    } else {
+        std::printf("%s\n%s\n", DDPVerifier::reportTitle(*issues).c_str(),
+                    DDPVerifier::reportText(*issues).c_str());
+    }
+    return errors > 0 ? 1 : 0;
+}
+
+nlohmann::ordered_json importJSON(const DdpImportResult& result) {
+    nlohmann::ordered_json tracks = nlohmann::ordered_json::array();
+    for (std::size_t i = 0; i < result.project.tracks.size(); ++i) {
+        const CDTrack& t = result.project.tracks[i];
+        tracks.push_back({{"number", i + 1},
+                          {"title", t.title},
+                          {"isrc", t.isrc.value_or("")},
+                          {"preGapFrames", t.preGap.totalFrames},
+                          {"lengthFrames", t.effectiveLength().totalFrames},
+                          {"file", t.audioFileURL ? t.audioFileURL->path().string() : ""}});
+    }
+    return {{"project", result.projectPath.string()},
+            {"audioDir", result.audioDir.string()},
+            {"albumTitle", result.project.albumTitle},
+            {"mcn", result.project.mcn},
+            {"tracks", tracks}};
+}
+
+int runImport(Args args) {
+    DdpImportRequest request;
+    bool json = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "-o" || a == "--audio-dir") {
+            if (i + 1 >= args.size())
+                return usage(a + " needs a value");
+            if (a == "-o")
+                request.projectPath = args[++i];
+            else
+                request.audioDir = args[++i];
+        } else if (a == "--json") {
+            json = true;
+        } else if (!a.empty() && a[0] == '-') {
+            return usage("unknown option '" + a + "'");
+        } else if (request.fileset.empty()) {
+            request.fileset = a;
+        } else {
+            return usage("one fileset at a time");
+        }
+    }
+    if (request.fileset.empty() || request.projectPath.empty())
+        return usage(request.fileset.empty() ? "the fileset's folder is needed" : "no output document (-o)");
+
+    tl::expected<DdpImportResult, DdpImportFailure> result;
+    {
+        const InterruptScope catchInterrupt;
+        ProgressPrinter printer(json ? stderr : stdout);
+        printer(0.0, "Reading fileset\u2026");
+        result =
+            importFileset(request, [&](std::string_view status, double f) { return printer(f, status); });
+        printer.finish();
+    }
+    if (!result && result.error().cancelled) {
+        std::fprintf(stderr, "orvane-cli ddp import: interrupted; nothing was written\n");
+        return 130;
+    }
+    if (!result)
+        return fail("import", result.error().message);
+    if (json) {
+        std::printf("%s\n", importJSON(*result).dump(2).c_str());
+    } else {
+        const auto positions = TimelineCalculator::calculatePositions(result->project);
+        const std::int64_t discFrames = positions && !positions->empty() ? positions->back().endLBA : 0;
+        std::printf("Imported %zu tracks, %s on the disc\nproject: %s\naudio:   %s\n",
+                    result->project.tracks.size(), CDTime::frames(discFrames).msfString().c_str(),
+                    result->projectPath.c_str(), result->audioDir.c_str());
+    }
+    return 0;
 }
 
 struct Subcommand {
@@ -157,6 +325,8 @@ struct Subcommand {
 
 constexpr std::array kSubcommands{
     Subcommand{"export", runExport},
+    Subcommand{"verify", runVerify},
+    Subcommand{"import", runImport},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the dependencies, builds Orvane (release) and runs its main job on an embedded default:
-# a demo project made from synthesised audio, saved, laid out on the disc.
+# a demo project made from synthesised audio, saved, laid out on the disc, checked, exported as a
+# DDP fileset and the fileset verified.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -13,3 +14,5 @@ build/release/cli/orvane-cli layout "$out/Demo.ovproj"
 build/release/cli/orvane-cli validate "$out/Demo.ovproj" || true
 build/release/cli/orvane-cli ddp export "$out/Demo.ovproj" "$out/DDP" --pq-sheet
 (cd "$out/DDP" && md5sum -c checksum.md5)
+# Our own verifier has the last word: sizes, frame alignment, PQ lead-out, CD-Text CRCs and MD5s.
+build/release/cli/orvane-cli ddp verify "$out/DDP"
