@@ -11,15 +11,20 @@
 #include "platform/AudioFileReader.h"
 #include "render/SRCRenderer.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <memory>
 
 namespace orvane {
@@ -91,11 +96,24 @@ AudioBuffer readChunk(AudioFileReader* file, std::int64_t start, std::int64_t co
     const auto n = static_cast<std::int64_t>(rate * static_cast<double>(count) / targetRate);
     if (n <= 0 || pos >= file->lengthFrames())
         return out;
-    AudioBuffer raw = file->makeBuffer(static_cast<std::size_t>(n));
-    if (auto sought = file->setFramePosition(pos); !sought) {
-        logLine("Error reading segment: " + sought.error().message);
+    if (file->framePosition() != pos) {
+        if (auto sought = file->setFramePosition(pos); !sought) {
+            logLine("Error reading segment: " + sought.error().message);
+            return out;
+        }
+    }
+    if (file->channelCount() == 2 && file->sampleRate() == targetRate) {
+        // Already the working format: read straight into the chunk, whose tail stays zero when the
+        // file ends early.
+        if (auto got = file->read(out, static_cast<std::size_t>(n)); !got) {
+            logLine("Error reading segment: " + got.error().message);
+            for (int ch = 0; ch < 2; ++ch)
+                std::fill_n(out.channel(ch), out.frameCapacity(), 0.0f);
+        }
+        out.setFrameLength(static_cast<std::size_t>(count));
         return out;
     }
+    AudioBuffer raw = file->makeBuffer(static_cast<std::size_t>(n));
     if (auto got = file->read(raw, static_cast<std::size_t>(n)); !got) {
         logLine("Error reading segment: " + got.error().message);
         return out;
@@ -128,6 +146,18 @@ void applyFades(AudioBuffer& buffer, std::int64_t trackStartOffset, const CDTrac
     float* left = buffer.channel(0);
     float* right = buffer.channel(1);
     const auto frames = static_cast<std::int64_t>(buffer.frameLength());
+    const bool inFadeIn = fadeIn >= 1 && trackStartOffset < fadeIn;
+    const bool inFadeOut = fadeOut >= 1 && trackStartOffset + frames - 1 >= outStart;
+    if (!inFadeIn && !inFadeOut && !evaluator.hasPoints) {
+        // Most of a track: one factor for the whole chunk, the same per sample as below.
+        const float factor = evaluator.multiplier(trackStartOffset);
+        if (factor != 1.0f)
+            for (std::int64_t j = 0; j < frames; ++j) {
+                left[j] *= factor;
+                right[j] *= factor;
+            }
+        return;
+    }
     for (std::int64_t j = 0; j < frames; ++j) {
         const std::int64_t p = trackStartOffset + j;
         float fade = 1.0f;
@@ -162,10 +192,22 @@ void renderTrack(const CDProject& project, const AudioBlock::Track& block, int t
     }
     const CDTrack& track = project.tracks[static_cast<std::size_t>(block.trackIndex)];
     const std::int64_t trim = scaled(track.trimStartSamples, spf);
-    for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
+    AudioFileReader* source = file ? &*file : nullptr;
+    auto readAt = [&](std::int64_t o) {
         const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
+        return readChunk(source, (block.fileStartFrame + o) * spf, frames * spf, targetRate);
+    };
+    // Decoding the next chunk on a helper thread overlaps it with the dither, quantising and
+    // writing of this one; the reader is only ever used by one thread at a time, and at most two
+    // source chunks are alive. Leaving early (an error, a cancel) waits for the read in flight.
+    std::future<AudioBuffer> ahead;
+    if (source != nullptr)
+        ahead = std::async(std::launch::async, readAt, std::int64_t{0});
+    for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
+        AudioBuffer buffer = ahead.valid() ? ahead.get() : readAt(o);
+        if (source != nullptr && o + Exporter::maxChunkFrames < block.durationFrames)
+            ahead = std::async(std::launch::async, readAt, o + Exporter::maxChunkFrames);
         const std::int64_t at = (block.fileStartFrame + o) * spf;
-        AudioBuffer buffer = readChunk(file ? &*file : nullptr, at, frames * spf, targetRate);
         applyFades(buffer, at - trim, track, spf);
         RenderChunk chunk{RenderChunk::Audio{std::move(buffer), track.ditherEnabled}};
         emit(chunk);
@@ -250,30 +292,98 @@ struct Exporter::Quantizer::Engines {
     std::optional<DitherType> type;
     std::vector<std::unique_ptr<DitherEngine>> channels;
     std::vector<double> scratch;
+    std::vector<std::int16_t> quantized; // per channel, one run after another
 };
 
 Exporter::Quantizer::Quantizer() : engines_(std::make_unique<Engines>()) {}
 Exporter::Quantizer::~Quantizer() = default;
 
-std::int16_t Exporter::toInt16(double sample) noexcept {
+namespace {
+
+// Clamp to -1...1, scale by 32767, round halves away from zero (as std::round); NaN gives 0. After
+// the clamp |v| <= 32767, so truncation through an integer is exact, and rounding half away from
+// zero is trunc(2v) - trunc(v): 2v is exact, and trunc(2v) exceeds 2 trunc(v) by one exactly when
+// the fraction reaches a half. No branch and no library call, so that it runs in vector registers.
+inline std::int16_t quantizeSample(double sample) noexcept {
     if (std::isnan(sample))
         return 0;
-    const double v = std::round(std::clamp(sample, -1.0, 1.0) * 32767.0);
-    return static_cast<std::int16_t>(std::clamp(v, -32768.0, 32767.0));
+    const double v = std::clamp(sample, -1.0, 1.0) * 32767.0;
+    return static_cast<std::int16_t>(static_cast<std::int32_t>(v + v) - static_cast<std::int32_t>(v));
+}
+
+// quantizeSample over a run of samples.
+void quantizeRun(const double* in, std::size_t frames, std::int16_t* out) noexcept {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    const __m128d lowest = _mm_set1_pd(-1.0);
+    const __m128d highest = _mm_set1_pd(1.0);
+    const __m128d scale = _mm_set1_pd(32767.0);
+    auto twoSamples = [&](const double* at) {
+        __m128d x = _mm_loadu_pd(at);
+        x = _mm_and_pd(x, _mm_cmpord_pd(x, x)); // NaN becomes 0
+        const __m128d v = _mm_mul_pd(_mm_min_pd(_mm_max_pd(x, lowest), highest), scale);
+        return _mm_sub_epi32(_mm_cvttpd_epi32(_mm_add_pd(v, v)), _mm_cvttpd_epi32(v)); // 2 in the low half
+    };
+    for (; i + 4 <= frames; i += 4) {
+        const __m128i four = _mm_unpacklo_epi64(twoSamples(in + i), twoSamples(in + i + 2));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(four, four));
+    }
+#endif
+    for (; i < frames; ++i)
+        out[i] = quantizeSample(in[i]);
+}
+
+// Interleaves per-channel 16-bit runs (each `frames` long, one after another in `runs`) into
+// little-endian bytes.
+void interleaveLittleEndian(const std::int16_t* runs, int channels, std::size_t frames, char* out) noexcept {
+    if (channels == 2 && std::endian::native == std::endian::little) {
+        const std::int16_t* left = runs;
+        const std::int16_t* right = runs + frames;
+        std::size_t i = 0;
+#if defined(__SSE2__)
+        for (; i + 8 <= frames; i += 8) {
+            const __m128i l = _mm_loadu_si128(reinterpret_cast<const __m128i*>(left + i));
+            const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(right + i));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), _mm_unpacklo_epi16(l, r));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i + 16), _mm_unpackhi_epi16(l, r));
+        }
+#endif
+        for (; i < frames; ++i) {
+            const std::int16_t pair[2] = {left[i], right[i]};
+            std::memcpy(out + 4 * i, pair, 4);
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < frames; ++i)
+        for (int ch = 0; ch < channels; ++ch) {
+            const auto v = static_cast<std::uint16_t>(runs[static_cast<std::size_t>(ch) * frames + i]);
+            *out++ = static_cast<char>(v & 0xFF);
+            *out++ = static_cast<char>(v >> 8);
+        }
+}
+
+} // namespace
+
+std::int16_t Exporter::toInt16(double sample) noexcept {
+    return quantizeSample(sample);
 }
 
 void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither, std::string& out) {
     const int channels = buffer.channelCount();
     const std::size_t frames = buffer.frameLength();
     Engines& e = *engines_;
-    e.scratch.resize(static_cast<std::size_t>(channels) * frames);
-    for (int ch = 0; ch < channels; ++ch)
-        std::copy_n(buffer.channel(ch), frames, e.scratch.begin() + static_cast<std::ptrdiff_t>(ch * frames));
+    e.quantized.resize(static_cast<std::size_t>(channels) * frames);
+    auto run = [&](int ch) { return e.quantized.data() + static_cast<std::size_t>(ch) * frames; };
     if (dither == DitherType::none) {
         // Undithered audio ends the running engines: the next dithered chunk starts from the seeds.
         e.type = DitherType::none;
         e.channels.clear();
-    } else {
+    }
+    e.scratch.resize(static_cast<std::size_t>(channels) * frames);
+    auto span = [&](int ch) { return std::span<double>(e.scratch.data() + ch * frames, frames); };
+    for (int ch = 0; ch < channels; ++ch)
+        std::copy_n(buffer.channel(ch), frames, span(ch).begin());
+    if (dither != DitherType::none) {
         if (e.type != dither || e.channels.size() != static_cast<std::size_t>(channels)) {
             e.channels.clear();
             for (int ch = 0; ch < channels; ++ch)
@@ -281,7 +391,6 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
                     dither, 16, DitherEngine::seedForChannel(static_cast<unsigned>(ch))));
             e.type = dither;
         }
-        auto span = [&](int ch) { return std::span<double>(e.scratch.data() + ch * frames, frames); };
         if (channels == 2) {
             DitherEngine::processPair(*e.channels[0], span(0), *e.channels[1], span(1));
         } else {
@@ -289,17 +398,11 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
                 e.channels[static_cast<std::size_t>(ch)]->process(span(ch));
         }
     }
+    for (int ch = 0; ch < channels; ++ch)
+        quantizeRun(span(ch).data(), frames, run(ch));
     const std::size_t base = out.size();
     out.resize(base + frames * static_cast<std::size_t>(channels) * 2);
-    char* p = out.data() + base;
-    for (std::size_t i = 0; i < frames; ++i) {
-        for (int ch = 0; ch < channels; ++ch) {
-            const auto v =
-                static_cast<std::uint16_t>(toInt16(e.scratch[static_cast<std::size_t>(ch) * frames + i]));
-            *p++ = static_cast<char>(v & 0xFF);
-            *p++ = static_cast<char>(v >> 8);
-        }
-    }
+    interleaveLittleEndian(e.quantized.data(), channels, frames, out.data() + base);
 }
 
 DitherType Exporter::masterDitherType(const CDProject& project) {

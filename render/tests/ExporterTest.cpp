@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <fstream>
@@ -248,6 +249,60 @@ TEST(Exporter, quantiserScalesByFullPositiveRange) {
     EXPECT_EQ(Exporter::toInt16(0.5 / 32767.0), 1);
     EXPECT_EQ(Exporter::toInt16(-0.5 / 32767.0), -1);
     EXPECT_EQ(Exporter::toInt16(0.49 / 32767.0), 0);
+}
+
+TEST(Exporter, quantiserRoundsExactlyAsTheLibraryDoesAndInterleavesLittleEndian) {
+    // Over every half step of the 16-bit grid, the values just beside each and a spread of others,
+    // the sample equals clamp, scale by 32767, std::round; NaN is 0; undithered stereo comes out
+    // as left, right, low byte first.
+    const auto reference = [](double x) {
+        return static_cast<std::int16_t>(
+            std::clamp(std::round(std::clamp(x, -1.0, 1.0) * 32767.0), -32768.0, 32767.0));
+    };
+    for (int k = -65536; k <= 65536; ++k) {
+        const double x = k * 0.5 / 32767.0;
+        for (const double v : {x, std::nextafter(x, 2.0), std::nextafter(x, -2.0)})
+            ASSERT_EQ(Exporter::toInt16(v), reference(v)) << v;
+    }
+    for (int k = 0; k < 10000; ++k) {
+        const double v = std::sin(k * 0.7311) * (1.0 + k % 3 * 0.01);
+        ASSERT_EQ(Exporter::toInt16(v), reference(v)) << v;
+    }
+    EXPECT_EQ(Exporter::toInt16(std::nan("")), 0);
+    EXPECT_EQ(Exporter::toInt16(INFINITY), 32767);
+    EXPECT_EQ(Exporter::toInt16(-INFINITY), -32767);
+
+    AudioBuffer buffer(44100, 2, 3);
+    buffer.setFrameLength(2);
+    buffer.channel(0)[0] = 1.0f, buffer.channel(1)[0] = -1.0f;
+    buffer.channel(0)[1] = 256.0f / 32767.0f, buffer.channel(1)[1] = -2.0f / 32767.0f;
+    Exporter::Quantizer quantizer;
+    std::string bytes = "x";
+    quantizer.quantize(buffer, DitherType::none, bytes);
+    EXPECT_EQ(bytes, std::string("x\xFF\x7F\x01\x80\x00\x01\xFE\xFF", 9));
+
+    // A whole chunk, odd in length, of single-precision values beside every half step.
+    std::vector<float> values;
+    for (int k = -32768; k < 32768; k += 3) {
+        const auto x = static_cast<float>((k + 0.5) / 32767.0);
+        values.insert(values.end(), {x, std::nextafter(x, 2.0f), std::nextafter(x, -2.0f)});
+    }
+    values.insert(values.end(), {std::nanf(""), 7.0f, -7.0f});
+    AudioBuffer sweep(44100, 2, values.size());
+    sweep.setFrameLength(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
+        sweep.channel(0)[i] = values[i], sweep.channel(1)[i] = -values[i];
+    std::string swept;
+    quantizer.quantize(sweep, DitherType::none, swept);
+    ASSERT_EQ(swept.size(), values.size() * 4);
+    const auto sampleAt = [&swept](std::size_t n) {
+        return static_cast<std::int16_t>(static_cast<std::uint8_t>(swept[2 * n]) |
+                                         static_cast<std::uint8_t>(swept[2 * n + 1]) << 8);
+    };
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        ASSERT_EQ(sampleAt(2 * i), Exporter::toInt16(values[i])) << values[i];
+        ASSERT_EQ(sampleAt(2 * i + 1), Exporter::toInt16(-values[i])) << values[i];
+    }
 }
 
 TEST(Exporter, chunkLoopCoversTheDiscAtEveryRateAndRefusesBadRequests) {
