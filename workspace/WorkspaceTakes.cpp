@@ -96,7 +96,9 @@ void WorkspaceState::addVersionsToTrack(const std::vector<std::filesystem::path>
     });
 }
 
-void WorkspaceState::promoteVersionToActive(const Uuid& trackID, const Uuid& versionID) {
+void WorkspaceState::promoteVersionToActive(const Uuid& requestedTrackID, const Uuid& versionID) {
+    // A copy: the caller's id may live inside the project, which the promotion replaces.
+    const Uuid trackID = requestedTrackID;
     const auto index = project_.indexOfTrack(trackID);
     if (!index) {
         return;

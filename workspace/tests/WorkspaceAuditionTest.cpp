@@ -269,12 +269,12 @@ TEST_F(WorkspaceAudition, theOuterKeysStepTakesDuringAnAuditionAndLocateTracksWi
 TEST_F(WorkspaceAudition, promotingATakeOfAnOpenStackAuditionsTheNewActiveTake) {
     // The take commands reach the audition through the workspace's own hook: a promotion while the
     // stack is open restarts the audition on the promoted file, rolling if the engine was.
-    const Uuid trackID = t(0).id; // the project, and ids inside it, are replaced by the promotion
-    const Uuid promoted = take(0, 1);
+    // The ids are passed as they live in the project, which the promotion replaces under them.
+    const Uuid trackID = t(0).id;
     ws->toggleExpanded(trackID);
-    ws->startPreview(trackID, promoted, true);
+    ws->startPreview(trackID, take(0, 1), true);
     engine->clearCalls();
-    ws->promoteVersionToActive(trackID, promoted);
+    ws->promoteVersionToActive(t(0).id, take(0, 1));
     endTurn();
     EXPECT_EQ(t(0).audioFileURL, FileURL::fromPath(file("short")));
     EXPECT_EQ(ws->preview().previewSourceID, trackID);
