@@ -25,6 +25,7 @@ int runNew(Args args);
 int runValidate(Args args);
 int runDdp(Args args);
 int runDevices(Args args);
+int runPlay(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

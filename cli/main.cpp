@@ -31,6 +31,7 @@ constexpr std::array kCommands{
     Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
+    Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
 };
 
 void printUsage(std::FILE* to) {
