@@ -24,7 +24,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <future>
 #include <memory>
 
 namespace orvane {
@@ -193,21 +192,10 @@ void renderTrack(const CDProject& project, const AudioBlock::Track& block, int t
     const CDTrack& track = project.tracks[static_cast<std::size_t>(block.trackIndex)];
     const std::int64_t trim = scaled(track.trimStartSamples, spf);
     AudioFileReader* source = file ? &*file : nullptr;
-    auto readAt = [&](std::int64_t o) {
-        const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
-        return readChunk(source, (block.fileStartFrame + o) * spf, frames * spf, targetRate);
-    };
-    // Decoding the next chunk on a helper thread overlaps it with the dither, quantising and
-    // writing of this one; the reader is only ever used by one thread at a time, and at most two
-    // source chunks are alive. Leaving early (an error, a cancel) waits for the read in flight.
-    std::future<AudioBuffer> ahead;
-    if (source != nullptr)
-        ahead = std::async(std::launch::async, readAt, std::int64_t{0});
     for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
-        AudioBuffer buffer = ahead.valid() ? ahead.get() : readAt(o);
-        if (source != nullptr && o + Exporter::maxChunkFrames < block.durationFrames)
-            ahead = std::async(std::launch::async, readAt, o + Exporter::maxChunkFrames);
+        const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
         const std::int64_t at = (block.fileStartFrame + o) * spf;
+        AudioBuffer buffer = readChunk(source, at, frames * spf, targetRate);
         applyFades(buffer, at - trim, track, spf);
         RenderChunk chunk{RenderChunk::Audio{std::move(buffer), track.ditherEnabled}};
         emit(chunk);
