@@ -98,16 +98,6 @@ TEST_F(AudioDeviceManagerTest, aSavedDeviceMissingAtStartIsUsedWhenItComesBackAn
     EXPECT_EQ(manager.appliedDeviceID(), usb.id);
 }
 
-TEST_F(AudioDeviceManagerTest, aSavedDevicePresentAtAttachIsAppliedAtOnce) {
-    // With the chosen device connected, attaching moves the engine to it straight away.
-    store_->setString(AudioDeviceManager::outputDeviceUIDKey, hdmi.uid);
-    output_.listed = {builtIn, hdmi};
-    AudioDeviceManager manager(output_, *store_, nullptr);
-    manager.attach(engine_);
-    EXPECT_EQ(engine_.moves, std::vector<std::uint32_t>{hdmi.id});
-    EXPECT_EQ(manager.appliedDeviceID(), hdmi.id);
-}
-
 TEST_F(AudioDeviceManagerTest, theSystemDefaultIsFollowedOnlyWhileNoChoiceIsMade) {
     // Without a choice a new system default moves the output; with one it is ignored; removing the
     // choice removes the stored key and returns to the current default.
@@ -168,17 +158,24 @@ TEST_F(AudioDeviceManagerTest, selectingTheAppliedDeviceLeavesTheTransportAlone)
     EXPECT_EQ(manager.devices(), std::vector{usb});
 }
 
-TEST_F(AudioDeviceManagerTest, aDetachedEngineIsNotReached) {
-    // After detach, device changes are still tracked but nothing calls the engine.
-    output_.listed = {builtIn, usb};
+TEST_F(AudioDeviceManagerTest, aChoiceConnectedAtAttachIsAppliedAndADetachedEngineIsLeftAlone) {
+    // With the chosen device present, attaching moves the engine to it at once; after detach,
+    // changes are still tracked but nothing calls the engine.
+    store_->setString(AudioDeviceManager::outputDeviceUIDKey, hdmi.uid);
+    output_.listed = {builtIn, hdmi};
     AudioDeviceManager manager(output_, *store_, &loop_);
     manager.attach(engine_);
+    EXPECT_EQ(engine_.moves, std::vector<std::uint32_t>{hdmi.id});
+    EXPECT_EQ(manager.appliedDeviceID(), hdmi.id);
+
     manager.detach();
-    manager.select(usb.uid);
+    EXPECT_FALSE(manager.isAttached());
+    manager.select(std::nullopt);
+    output_.listed = {builtIn};
     output_.systemDefault = usb.id;
     passPollInterval();
-    EXPECT_TRUE(engine_.moves.empty());
-    EXPECT_FALSE(manager.isAttached());
+    EXPECT_EQ(manager.devices(), std::vector{builtIn});
+    EXPECT_EQ(engine_.moves.size(), 1u);
 }
 
 } // namespace
