@@ -3,13 +3,14 @@
 # A crash, a leak, a sanitizer report or a broken promise in a target fails the run.
 #   scripts/fuzz.sh [SECONDS_PER_TARGET]   (default 20)
 # Seeds come from the committed corpus folders and from build/asan/fuzz-seeds, which the asan test
-# run writes from our own writers' output; without that folder the fuzzers start from the rest.
+# run writes from our own writers' output (ORVANE_FUZZ_SEEDS names another folder); without it
+# the fuzzers start from the rest.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 seconds="${1:-20}"
 build=build/fuzz
-seeds=build/asan/fuzz-seeds
+seeds="${ORVANE_FUZZ_SEEDS:-build/asan/fuzz-seeds}"
 jobs="$(nproc)"
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
