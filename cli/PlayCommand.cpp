@@ -107,9 +107,15 @@ std::string levelText(float linear) {
     return text;
 }
 
+// What is being heard now. The published playhead moves only on display ticks, which a --fast run
+// outpaces, so a rolling transport is read from the output's own counters.
+double statusTime(const PlaybackEngine& engine) {
+    return engine.isPlaying() ? engine.heardPosition().seconds : engine.currentTime();
+}
+
 // One status line: time, track, peak levels in dBFS and the running integrated loudness.
 std::string statusLine(const PlaybackEngine& engine) {
-    const double t = engine.currentTime();
+    const double t = statusTime(engine);
     const auto track = engine.trackIndex(t);
     const auto levels = engine.metering().meterLevels(Metering::mediaTimeSeconds());
     const auto lufs = engine.metering().rtIntegratedLUFS();
@@ -127,7 +133,7 @@ class StatusPrinter {
     StatusPrinter() : terminal_(::isatty(STDOUT_FILENO) == 1) {}
     // On a terminal the line is redrawn in place; elsewhere a plain line each `plainEvery` seconds.
     void show(const PlaybackEngine& engine, bool force = false) {
-        const double t = engine.currentTime();
+        const double t = statusTime(engine);
         if (terminal_) {
             std::printf("\r%s\033[K", statusLine(engine).c_str());
             std::fflush(stdout);
