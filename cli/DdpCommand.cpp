@@ -7,6 +7,7 @@
 #include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"
 #include "model/TimelineCalculator.h"
+#include "model/ValidationIssue.h"
 #include "workspace/ProjectStore.h"
 
 #include <unistd.h>
@@ -185,18 +186,6 @@ int runExport(Args args) {
         printer.finish();
         return fail("export", error.what());
     }
-}
-
-std::string_view severityName(ValidationIssue::Severity severity) {
-    switch (severity) {
-    case ValidationIssue::Severity::error:
-        return "error";
-    case ValidationIssue::Severity::warning:
-        return "warning";
-    case ValidationIssue::Severity::info:
-        return "info";
-    }
-    return "";
 }
 
 int runVerify(Args args) {

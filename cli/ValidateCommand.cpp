@@ -4,6 +4,7 @@
 #include "delivery/CDTextEncoder.h"
 #include "model/ProjectValidator.h"
 #include "model/TimelineCalculator.h"
+#include "model/ValidationIssue.h"
 #include "model/VinylValidator.h"
 #include "workspace/ProjectStore.h"
 
@@ -29,18 +30,6 @@ then one line per issue with its severity, in the order the checks ran.
 exit status: 0 no errors (warnings and info allowed), 1 an error was found or the document could
 not be read, 2 usage error
 )";
-
-std::string_view severityName(ValidationIssue::Severity severity) {
-    switch (severity) {
-    case ValidationIssue::Severity::error:
-        return "error";
-    case ValidationIssue::Severity::warning:
-        return "warning";
-    case ValidationIssue::Severity::info:
-        return "info";
-    }
-    return "";
-}
 
 std::vector<ValidationIssue> discIssues(const CDProject& project) {
     // A layout that fails leaves no positions; the checks that need them are then skipped and the

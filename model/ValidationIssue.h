@@ -29,4 +29,17 @@ constexpr std::string_view severityMark(ValidationIssue::Severity severity) {
     return "";
 }
 
+// The severity's word in JSON and plain reports: "error", "warning", "info".
+constexpr std::string_view severityName(ValidationIssue::Severity severity) {
+    switch (severity) {
+    case ValidationIssue::Severity::error:
+        return "error";
+    case ValidationIssue::Severity::warning:
+        return "warning";
+    case ValidationIssue::Severity::info:
+        return "info";
+    }
+    return "";
+}
+
 } // namespace orvane
