@@ -7,6 +7,7 @@
 #include "delivery/FilesetChecksum.h"
 #include "model/CDProject.h"
 #include "model/TimelineCalculator.h"
+#include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -21,24 +22,6 @@
 namespace orvane::testing {
 
 namespace fs = std::filesystem;
-
-// A fresh folder under the system's temporary folder, removed with everything in it.
-struct TempFolder {
-    fs::path path;
-    TempFolder() {
-        static std::atomic<int> serial{0};
-        path = fs::temp_directory_path() /
-               ("orvane-ddp-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::remove_all(path);
-        fs::create_directories(path);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-};
 
 inline void putFile(const fs::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;

@@ -9,6 +9,7 @@
 #include "monitoring/tests/TestAudioOutput.h"
 #include "platform/AudioFileWriter.h"
 #include "platform/DefaultsStore.h"
+#include "platform/tests/TempFolder.h"
 #include "render/TimelineRenderer.h"
 
 #include <gtest/gtest.h>
@@ -26,23 +27,6 @@
 namespace orvane::testing {
 
 namespace fs = std::filesystem;
-
-struct TempFolder {
-    fs::path path;
-    TempFolder() {
-        static std::atomic<int> serial{0};
-        path = fs::temp_directory_path() /
-               ("orvane-engine-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::remove_all(path);
-        fs::create_directories(path);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-};
 
 // A float WAV whose sample n is sample(channel, n).
 inline fs::path writeSignal(const fs::path& file, std::int64_t frames,
@@ -129,7 +113,7 @@ class EngineTest : public ::testing::Test {
         loop.runOneTurn();
     }
 
-    TempFolder folder;
+    TempFolder folder{"orvane-engine"};
     std::shared_ptr<ManualClock> clock;
     MainLoop loop;
     DefaultsStore defaults;

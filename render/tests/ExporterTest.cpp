@@ -7,6 +7,7 @@
 #include "model/GainEvaluator.h"
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/tests/TempFolder.h"
 #include "render/SRCRenderer.h"
 
 #include <gtest/gtest.h>
@@ -22,22 +23,8 @@ namespace orvane {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::TempFolder;
 constexpr std::int64_t spf = 588;
-
-struct TempFolder {
-    fs::path path;
-    TempFolder() {
-        static std::atomic<int> serial{0};
-        path = fs::temp_directory_path() /
-               ("orvane-exporter-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::remove_all(path);
-        fs::create_directories(path);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-};
 
 // The source's sample n of channel ch: a tone per channel, well inside full scale.
 float tone(int ch, std::int64_t n, double rate) {
@@ -95,7 +82,7 @@ float sourceAt(const CDTrack& t, std::int64_t fileFrames, int ch, std::int64_t a
 }
 
 struct Fixture {
-    TempFolder folder;
+    TempFolder folder{"orvane-exporter"};
     CDProject project;
     std::vector<std::int64_t> fileFrames;
     std::vector<TrackPosition> positions;
@@ -370,7 +357,7 @@ TEST(Exporter, cancellingStopsTheImageAndUnwritableTargetIsError1) {
 TEST(Exporter, foreignRateSourceIsConvertedOnceAheadOfTheRender) {
     // A 48 kHz track is rendered into the SRC cache by prerenderSRC, which then has nothing left
     // to do; the image carries its audio at the right level.
-    TempFolder folder;
+    TempFolder folder{"orvane-exporter"};
     SRCRenderer::overrideCacheDirectory(folder.path / "cache");
     const auto src = writeTone(folder.path / "hi.wav", 48000, 48000);
     CDProject project;
@@ -399,7 +386,7 @@ TEST(Exporter, foreignRateSourceIsConvertedOnceAheadOfTheRender) {
 
 TEST(Exporter, md5HexOfFile) {
     // Lower-case hex of the file's MD5, across block boundaries; a missing file is an error.
-    TempFolder folder;
+    TempFolder folder{"orvane-exporter"};
     std::ofstream(folder.path / "abc", std::ios::binary) << "abc";
     EXPECT_EQ(Exporter::md5Hex(folder.path / "abc"), "900150983cd24fb0d6963f7d28e17f72");
     std::ofstream(folder.path / "big", std::ios::binary) << std::string((1 << 20) + 7, 'x');

@@ -7,6 +7,7 @@
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/tests/TempFolder.h"
 #include "render/Exporter.h"
 
 #include <gtest/gtest.h>
@@ -20,23 +21,9 @@ namespace orvane {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::TempFolder;
 constexpr std::int64_t spf = 588;
 using Signal = std::function<float(int channel, std::int64_t n)>;
-
-struct TempFolder {
-    fs::path path;
-    TempFolder() {
-        static std::atomic<int> serial{0};
-        path = fs::temp_directory_path() /
-               ("orvane-timeline-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::remove_all(path);
-        fs::create_directories(path);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-};
 
 // A float WAV, so that what is read back is exactly what the signal gave.
 fs::path writeSource(const fs::path& file, double rate, int channels, std::int64_t frames,
@@ -114,7 +101,7 @@ double rms(const std::vector<float>& x, std::size_t from, std::size_t to) {
 TEST(TimelineRenderer, placesSourceSamplesOnTheDiscAndKeepsGapsAndTheEndSilent) {
     // Each track's samples land at its audio start, whatever the chunking; pre-gap, gap, the
     // frame-completing tail and everything past the disc's end are zero; buffers are never overrun.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t framesA = 300 * spf + 100; // ends inside a frame
     const fs::path a = writeSource(folder.path / "a.wav", 44100, 2, framesA, pattern);
     const fs::path b = writeSource(folder.path / "b.wav", 44100, 2, 300 * spf,
@@ -164,7 +151,7 @@ TEST(TimelineRenderer, placesSourceSamplesOnTheDiscAndKeepsGapsAndTheEndSilent) 
 TEST(TimelineRenderer, crossfadeGainsFollowTheIncomingTracksCurve) {
     // Over the overlap the outgoing and incoming gains are 1-t and t for curve 0 (summing to 1),
     // else (1-t)^e and t^e with e = 2^-curve; outside it each track plays alone at full level.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t frames = 750 * spf;
     const fs::path a = writeSource(folder.path / "a.wav", 44100, 2, frames, constant(0.5f, 0.0f));
     const fs::path b = writeSource(folder.path / "b.wav", 44100, 2, frames, constant(0.0f, 0.5f));
@@ -201,7 +188,7 @@ TEST(TimelineRenderer, crossfadeGainsFollowTheIncomingTracksCurve) {
 TEST(TimelineRenderer, fadesGainAndEnvelopeShapeATrack) {
     // A linear fade-in rises as p/len, the fade-out mirrors it, static gain scales the whole, the
     // fade-in wins where the two overlap, and an envelope at -60 dB is exact silence.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t frames = 600 * spf;
     const fs::path dc = writeSource(folder.path / "dc.wav", 44100, 2, frames, constant(0.5f, -0.5f));
     const std::int64_t at = 150 * spf;
@@ -248,7 +235,7 @@ TEST(TimelineRenderer, fadesGainAndEnvelopeShapeATrack) {
 TEST(TimelineRenderer, monoAndOtherRateSourcesArriveAsStereoAt441) {
     // A mono source is the same on both sides, sample for sample; a 96 kHz tone comes out at
     // 44.1 kHz with its frequency and level, clean away from the per-chunk conversion edges.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t monoFrames = 10 * spf;
     const fs::path mono = writeSource(folder.path / "mono.wav", 44100, 1, monoFrames, pattern);
     const std::int64_t hiFrames = 192000;
@@ -302,7 +289,7 @@ TEST(TimelineRenderer, deEmphasisShelvesTheHighsAndRunsOnAcrossChunks) {
     // A pre-emphasised track loses about 8.8 dB at 15 kHz (the 50/15 us shelf) and nothing at 100 Hz; the
     // filter's state runs on from call to call, so any chunking gives the same samples; other tracks are
     // untouched.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t frames = 200 * spf;
     const fs::path src = writeSource(folder.path / "t.wav", 44100, 2, frames, tone(100.0, 15000.0, 44100.0));
     CDProject project;
@@ -329,7 +316,7 @@ TEST(TimelineRenderer, deEmphasisShelvesTheHighsAndRunsOnAcrossChunks) {
 TEST(TimelineRenderer, equalsTheMasterRenderBeforeDither) {
     // With fades, a curved crossfade, static gain, a smoothed envelope and a head trim, what
     // monitoring plays is the master render's float output to within 1e-6, from any start.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const std::int64_t frames = 500 * spf + 321;
     CDProject project;
     for (int k = 0; k < 3; ++k) {
@@ -398,7 +385,7 @@ TEST(TimelineRenderer, equalsTheMasterRenderBeforeDither) {
 TEST(TimelineRenderer, unreadableSourcesPlaySilenceAndOpenFilesStayCachedUntilCleared) {
     // A missing file is silence and is tried again on the next call; an opened file keeps playing
     // what it held until the cache is emptied; a preview plays the file plainly from 0 or later.
-    TempFolder folder;
+    TempFolder folder{"orvane-timeline"};
     const fs::path file = folder.path / "late.wav";
     const std::int64_t frames = 10 * spf;
     CDProject project;
