@@ -114,10 +114,12 @@ double statusTime(const PlaybackEngine& engine) {
 }
 
 // One status line: time, track, peak levels in dBFS and the running integrated loudness.
-std::string statusLine(const PlaybackEngine& engine) {
+// `meterClock` is the host time the meters are read at: the present, or in a --fast run the output's
+// own clock, which runs ahead of the present.
+std::string statusLine(const PlaybackEngine& engine, double meterClock) {
     const double t = statusTime(engine);
     const auto track = engine.trackIndex(t);
-    const auto levels = engine.metering().meterLevels(Metering::mediaTimeSeconds());
+    const auto levels = engine.metering().meterLevels(meterClock);
     const auto lufs = engine.metering().rtIntegratedLUFS();
     char text[160];
     std::snprintf(text, sizeof text, "%02d:%05.2f  track %s  L %s  R %s dBFS  %s LUFS",
@@ -132,13 +134,15 @@ class StatusPrinter {
   public:
     StatusPrinter() : terminal_(::isatty(STDOUT_FILENO) == 1) {}
     // On a terminal the line is redrawn in place; elsewhere a plain line each `plainEvery` seconds.
-    void show(const PlaybackEngine& engine, bool force = false) {
+    void show(const PlaybackEngine& engine, bool force = false,
+              std::optional<double> meterClock = std::nullopt) {
+        const double clock = meterClock.value_or(Metering::mediaTimeSeconds());
         const double t = statusTime(engine);
         if (terminal_) {
-            std::printf("\r%s\033[K", statusLine(engine).c_str());
+            std::printf("\r%s\033[K", statusLine(engine, clock).c_str());
             std::fflush(stdout);
         } else if (force || !lastPlain_ || t - *lastPlain_ >= 1.0 || t < *lastPlain_) {
-            std::printf("%s\n", statusLine(engine).c_str());
+            std::printf("%s\n", statusLine(engine, clock).c_str());
             lastPlain_ = t;
         }
     }
@@ -175,21 +179,25 @@ std::int64_t framesToPlay(const PlaybackEngine& engine, const PlayOptions& optio
 int playFast(PlaybackEngine& engine, OfflineAudioOutput& offline, MainLoop& loop, std::int64_t frames) {
     StatusPrinter printer;
     std::int64_t done = 0;
+    std::optional<double> outputClock;
     while (done < frames) {
         const std::int64_t n = std::min<std::int64_t>(frames - done, 4096);
         if (!waitForRing(engine, n)) {
             std::fprintf(stderr, "orvane-cli play: the producer stopped delivering audio\n");
             return 1;
         }
-        if (auto pulled = offline.pull(static_cast<std::size_t>(n)); !pulled) {
+        auto pulled = offline.pull(static_cast<std::size_t>(n));
+        if (!pulled) {
             std::fprintf(stderr, "orvane-cli play: %s\n", pulled.error().c_str());
             return 1;
         }
+        if (!pulled->blockHostTimesSeconds.empty())
+            outputClock = pulled->blockHostTimesSeconds.back();
         done += n;
         loop.runOneTurn();
-        printer.show(engine);
+        printer.show(engine, false, outputClock);
     }
-    printer.show(engine, true);
+    printer.show(engine, true, outputClock);
     printer.finish();
     return 0;
 }
