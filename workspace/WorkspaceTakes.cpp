@@ -17,13 +17,8 @@ TrackVersion demoteActiveTake(CDTrack& track) {
     if (!track.activeColorHex) {
         track.activeColorHex = VersionPalette::takeNextColor(track);
     }
-    TrackVersion version = TrackVersion::make(*track.audioFileURL, track.creationDate);
-    version.colorHex = track.activeColorHex;
-    version.label = track.activeLabel;
-    version.note = track.activeNote;
-    version.srcAlgorithm = track.srcAlgorithm;
-    version.srcPhase = track.srcPhase;
-    version.rating = track.activeRating;
+    TrackVersion version = TrackVersion::cdActiveOf(track, *track.audioFileURL);
+    version.id = Uuid::random();
     version.loudness = track.loudness;
     return version;
 }
