@@ -2,6 +2,7 @@
 // I/O floor: reading the same sources and writing an image of the same size without processing.
 // Usage: bench_export [MINUTES] (default 74). Data lives in a temporary folder, removed at the end.
 
+#include "bench/common/ToneSource.h"
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
@@ -28,31 +29,6 @@ namespace {
 
 constexpr int trackCount = 10;
 constexpr std::size_t chunkFrames = 29400;
-
-void writeSource(const fs::path& file, std::int64_t frames, double hz) {
-    AudioWriteSettings settings;
-    settings.sampleFormat = AudioSampleFormat::int24;
-    auto writer = AudioFileWriter::open(file, settings);
-    if (!writer) {
-        std::fprintf(stderr, "%s\n", writer.error().message.c_str());
-        std::exit(1);
-    }
-    AudioBuffer buffer(44100, 2, chunkFrames);
-    for (std::int64_t at = 0; at < frames; at += chunkFrames) {
-        const auto n = static_cast<std::size_t>(std::min<std::int64_t>(chunkFrames, frames - at));
-        for (std::size_t i = 0; i < n; ++i) {
-            const double t = static_cast<double>(at + static_cast<std::int64_t>(i)) / 44100.0;
-            buffer.channel(0)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * t));
-            buffer.channel(1)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * 1.5 * t));
-        }
-        buffer.setFrameLength(n);
-        if (!writer->write(buffer)) {
-            std::fprintf(stderr, "writing %s failed\n", file.c_str());
-            std::exit(1);
-        }
-    }
-    (void)writer->finish();
-}
 
 // Reads every source in chunks and writes plain 16-bit samples, padded to the image's size.
 void ioFloor(const std::vector<fs::path>& sources, const fs::path& image, std::int64_t imageBytes) {
@@ -126,7 +102,7 @@ int main(int argc, char** argv) {
     const double made = seconds([&] {
         for (int k = 0; k < trackCount; ++k) {
             const fs::path file = folder / ("t" + std::to_string(k) + ".wav");
-            writeSource(file, trackFrames, 220.0 + 40.0 * k);
+            bench::writeToneSource(file, 44100.0, trackFrames, 220.0 + 40.0 * k);
             sources.push_back(file);
             CDTrack t = CDTrack::make("T" + std::to_string(k), std::nullopt,
                                       k == 0 ? 150 : (k == 5 ? -150 : 75), trackFrames);

@@ -4,6 +4,7 @@
 // Usage: bench_monitor [SECONDS_PER_TRACK] (default 60). Data lives in a temporary folder, removed at the
 // end.
 
+#include "bench/common/ToneSource.h"
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
@@ -29,33 +30,6 @@ namespace {
 constexpr int trackCount = 10;
 constexpr std::int64_t callSamples = 4096;
 constexpr int repeats = 3;
-
-void writeSource(const fs::path& file, double rate, std::int64_t frames, double hz) {
-    AudioWriteSettings settings;
-    settings.sampleFormat = AudioSampleFormat::int24;
-    settings.sampleRate = rate;
-    auto writer = AudioFileWriter::open(file, settings);
-    if (!writer) {
-        std::fprintf(stderr, "%s\n", writer.error().message.c_str());
-        std::exit(1);
-    }
-    constexpr std::size_t block = 32768;
-    AudioBuffer buffer(rate, 2, block);
-    for (std::int64_t at = 0; at < frames; at += static_cast<std::int64_t>(block)) {
-        const auto n = static_cast<std::size_t>(std::min<std::int64_t>(block, frames - at));
-        for (std::size_t i = 0; i < n; ++i) {
-            const double t = static_cast<double>(at + static_cast<std::int64_t>(i)) / rate;
-            buffer.channel(0)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * t));
-            buffer.channel(1)[i] = static_cast<float>(0.4 * std::sin(2 * M_PI * hz * 1.5 * t));
-        }
-        buffer.setFrameLength(n);
-        if (!writer->write(buffer)) {
-            std::fprintf(stderr, "writing %s failed\n", file.c_str());
-            std::exit(1);
-        }
-    }
-    (void)writer->finish();
-}
 
 template <class F> double bestSeconds(F&& f) {
     double best = 1e300;
@@ -109,7 +83,7 @@ CDProject editedDisc(const fs::path& folder, double seconds, std::vector<fs::pat
     CDProject project;
     for (int k = 0; k < trackCount; ++k) {
         const fs::path file = folder / ("t" + std::to_string(k) + ".wav");
-        writeSource(file, 44100.0, trackSamples, 220.0 + 40.0 * k);
+        bench::writeToneSource(file, 44100.0, trackSamples, 220.0 + 40.0 * k);
         sources.push_back(file);
         // Every third track crossfades into its predecessor over two seconds.
         const std::int64_t preGap = k == 0 ? 150 : (k % 3 == 0 ? -150 : 75);
@@ -160,7 +134,7 @@ int main(int argc, char** argv) {
 
     const fs::path hiFile = folder / "hi.wav";
     const auto hiFrames = static_cast<std::int64_t>(seconds * 96000.0);
-    writeSource(hiFile, 96000.0, hiFrames, 997.0);
+    bench::writeToneSource(hiFile, 96000.0, hiFrames, 997.0);
     CDProject hiProject;
     CDTrack hi =
         CDTrack::make("96k", std::nullopt, 150, RedBook::discSamplesForFileLength(hiFrames, 96000.0));
