@@ -12,10 +12,10 @@ namespace {
 
 using Channel = detail::DitherChannel;
 
-// Whether the two-channel loop may use SSE4.1's rounding instruction; asked once.
-bool hasRoundInstruction() noexcept {
-#if defined(__SSE2__)
-    static const bool has = __builtin_cpu_supports("sse4.1");
+// Whether the two-channel loop built for AVX2 may run; asked once.
+bool hasWideLoop() noexcept {
+#if defined(__x86_64__)
+    static const bool has = __builtin_cpu_supports("avx2");
     return has;
 #else
     return false;
@@ -77,8 +77,8 @@ void DitherEngine::processPair(DitherEngine& left, std::span<double> leftSamples
     }
     Channel a = left.loadChannel();
     Channel b = right.loadChannel();
-    if (hasRoundInstruction()) {
-        detail::runPairWithRoundInstruction(left.type_, a, leftSamples, b, rightSamples);
+    if (hasWideLoop()) {
+        detail::runPairWide(left.type_, a, leftSamples, b, rightSamples);
         left.storeChannel(a);
         right.storeChannel(b);
         return;

@@ -1,10 +1,11 @@
 #pragma once
 // The per-sample steps of DitherEngine, for one channel or two side by side in SSE2 lanes. Included
-// by DitherEngine.cpp and by detail/DitherPairRound.cpp, which builds the two-channel loop for
-// processors with SSE4.1; everything but DitherChannel is internal to the including file, so each
-// may compile it for its own instruction set. Real-time safe: no allocation, no lock.
+// by DitherEngine.cpp and by detail/DitherPairWide.cpp, which builds the two-channel loop for
+// processors with AVX2; everything but DitherChannel is internal to the including file, so each may
+// compile it for its own instruction set. Real-time safe: no allocation, no lock.
 
 #include "engines/DitherType.h"
+#include "engines/detail/DitherJump.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +15,6 @@
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
-#include <smmintrin.h>
 #endif
 
 namespace orvane {
@@ -45,12 +45,8 @@ template <> struct Feedback<DitherType::gesemann> {
     static constexpr double c[4] = {2.033, -2.165, 1.959, -1.59};
 };
 
-// One 64-bit xorshift step.
 inline std::uint64_t xorshift(std::uint64_t s) noexcept {
-    s ^= s >> 12;
-    s ^= s << 25;
-    s ^= s >> 27;
-    return s;
+    return detail::xorshiftStep(s);
 }
 
 // d = (u1 + u2) + (-1.0) with u = s as a double times 2^-64. x86-64 has no unsigned conversion, and
@@ -124,11 +120,11 @@ struct DitherChannel {
     double inverse;
 };
 
-// The two-channel loop of runPair (below) for one type, built for processors with SSE4.1, whose
-// rounding instruction shortens each sample's feedback chain; the same bits as the SSE2 build. Only
-// for the shaped types and tpdf; call only where the processor has SSE4.1.
-void runPairWithRoundInstruction(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
-                                 std::span<double> z) noexcept;
+// The two-channel loop of runPair (below) built for processors with AVX2: the random values are
+// drawn a block ahead, four stretches at a time, and rounding takes one instruction. The same bits as
+// the SSE2 build. Only for the shaped types and tpdf; call only where the processor has AVX2.
+void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
+                 std::span<double> z) noexcept;
 
 } // namespace detail
 
@@ -138,13 +134,12 @@ namespace {
 
 using Channel = detail::DitherChannel;
 
-template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sample) noexcept {
+// d is the sample's dither value, drawn by the caller; c.s is left alone.
+template <DitherType Type, bool KeepAll>
+inline void stepWith(Channel& c, double& sample, const double d) noexcept {
     using F = Feedback<Type>;
     // A NaN or infinite sample is caught where v leaves the range, off the common path.
     double y = c.scale * sample;
-    const std::uint64_t s1 = xorshift(c.s);
-    c.s = xorshift(s1);
-    const double d = ditherValue(s1, c.s);
     if constexpr (F::taps == 0) {
         if (!(std::fabs(y + d) <= c.scale) && !(std::fabs(sample) <= std::numeric_limits<double>::max()))
             [[unlikely]] {
@@ -196,6 +191,12 @@ template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sa
     }
 }
 
+template <DitherType Type, bool KeepAll> inline void step(Channel& c, double& sample) noexcept {
+    const std::uint64_t s1 = xorshift(c.s);
+    c.s = xorshift(s1);
+    stepWith<Type, KeepAll>(c, sample, ditherValue(s1, c.s));
+}
+
 // A whole block of one channel; the last four samples take full steps so all eight errors are right.
 template <DitherType Type> inline void run(Channel& c, std::span<double> samples) noexcept {
     const std::size_t head = samples.size() >= 4 ? samples.size() - 4 : 0;
@@ -224,9 +225,7 @@ inline __m128i xorshiftLanes(__m128i s) noexcept {
     return _mm_xor_si128(s, _mm_srli_epi64(s, 27));
 }
 
-// RoundInstruction: round with SSE4.1's instruction (ties to even, like the sum and difference with
-// 1.5 * 2^52, one step instead of two); only where the including file is built for SSE4.1.
-template <DitherType Type, bool RoundInstruction>
+template <DitherType Type>
 inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size_t count) noexcept {
     using F = Feedback<Type>;
     const __m128d scale = _mm_set1_pd(a.scale);
@@ -278,12 +277,7 @@ inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size
             }
         }
         const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
-        __m128d r;
-        if constexpr (RoundInstruction) {
-            r = _mm_round_pd(v, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
-        } else {
-            r = _mm_sub_pd(_mm_add_pd(v, magic), magic);
-        }
+        const __m128d r = _mm_sub_pd(_mm_add_pd(v, magic), magic);
         rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(signBit, v), scale)); // clamp, NaN, infinity
         rare = _mm_or_pd(rare, _mm_cmpeq_pd(_mm_andnot_pd(signBit, _mm_sub_pd(v, r)), half)); // a tie
         if (_mm_movemask_pd(rare) != 0) [[unlikely]] {
@@ -314,12 +308,12 @@ inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size
 
 // Two independent channels at once: in SSE2 lanes where there are any, else in one scalar loop so
 // that the processor at least overlaps their dependency chains.
-template <DitherType Type, bool RoundInstruction = false>
+template <DitherType Type>
 inline void runPair(Channel& a, std::span<double> x, Channel& b, std::span<double> z) noexcept {
     const std::size_t common = std::min(x.size(), z.size());
     const std::size_t head = common >= 4 ? common - 4 : 0;
 #if defined(__SSE2__)
-    runPairLanes<Type, RoundInstruction>(a, x.data(), b, z.data(), head);
+    runPairLanes<Type>(a, x.data(), b, z.data(), head);
 #else
     for (std::size_t i = 0; i < head; ++i) {
         step<Type, false>(a, x[i]);

@@ -147,8 +147,8 @@ TEST(DitherEngine, matchesTheStepByStepAlgorithmBitForBit) {
 TEST(DitherEngine, pairedChannelsGiveTheSameBitsAsOneAfterTheOther) {
     // processPair is only faster: each channel's output, history and state equal a plain process call,
     // for channels of equal or different lengths and for engines of different types.
-    const std::vector<std::pair<std::size_t, std::size_t>> lengths = {
-        {5000, 5000}, {3, 7}, {4100, 17}, {0, 9}};
+    const std::vector<std::pair<std::size_t, std::size_t>> lengths = {{5000, 5000}, {3, 7},     {4100, 17},
+                                                                      {0, 9},       {260, 260}, {1300, 1290}};
     for (const DitherType type : allDitherTypes) {
         for (const auto& [leftLength, rightLength] : lengths) {
             SCOPED_TRACE(std::string(rawValue(type)) + " " + std::to_string(leftLength));
@@ -424,49 +424,69 @@ TEST(DitherEngine, shapedErrorFollowsOnePlusTheFeedbackPolynomial) {
     }
 }
 
+TEST(DitherEngine, jumpAheadLandsWhereTheStepsDo) {
+    // A jump is exactly kJumpSamples samples of two steps each, from any state, the table built
+    // at compile time included.
+    std::mt19937_64 random(11);
+    for (int trial = 0; trial < 200; ++trial) {
+        const std::uint64_t start = trial == 0 ? DitherEngine::defaultSeed : random();
+        std::uint64_t stepped = start;
+        for (std::size_t i = 0; i < 2 * detail::kJumpSamples; ++i)
+            stepped = detail::xorshiftStep(stepped);
+        ASSERT_EQ(detail::jumpAhead(start), stepped) << start;
+    }
+    static_assert(detail::kJumpTables.byByte[0][0] == 0);
+}
+
 TEST(DitherEngine, bothBuildsOfTheTwoChannelLoopGiveTheSameBits) {
-    // The loop built for SSE4.1 rounds with the instruction, the baseline one with the sum and
-    // difference of 1.5 * 2^52: the same samples, histories and states, exact ties and clamps included.
-    if (!__builtin_cpu_supports("sse4.1"))
-        GTEST_SKIP() << "this processor has no SSE4.1";
-    std::vector<double> left = mixedSignal(9000, 4);
-    std::vector<double> right = mixedSignal(9000, 5);
-    for (std::size_t i = 10; i < 9000; i += 97)
-        left[i] = (static_cast<double>(i % 50) - 24.5) / 32767.0; // exact halves before dither
-    std::fill(right.begin() + 3000, right.begin() + 3040, -3.0);
-    for (const DitherType type : allDitherTypes) {
-        if (type == DitherType::none)
-            continue;
-        SCOPED_TRACE(std::string(rawValue(type)));
-        const detail::DitherChannel start{
-            DitherEngine::defaultSeed, 0.25, -0.5, 0.125, 0, 0, 0, 0, 0, 32767.0, 1.0 / 32767.0};
-        detail::DitherChannel a = start, b = start;
-        b.s = DitherEngine::seedForChannel(1);
-        detail::DitherChannel aRound = a, bRound = b;
-        std::vector<double> x = left, z = right, xRound = left, zRound = right;
-        switch (type) {
-        case DitherType::tpdf:
-            runPair<DitherType::tpdf>(a, x, b, z);
-            break;
-        case DitherType::highPass:
-            runPair<DitherType::highPass>(a, x, b, z);
-            break;
-        case DitherType::lipshitz:
-            runPair<DitherType::lipshitz>(a, x, b, z);
-            break;
-        case DitherType::shibata:
-            runPair<DitherType::shibata>(a, x, b, z);
-            break;
-        default:
-            runPair<DitherType::gesemann>(a, x, b, z);
+    // The loop built for AVX2 draws its random values a block ahead, in four jumped-to stretches,
+    // and rounds with one instruction; the baseline draws each in turn and rounds with the sum and
+    // difference of 1.5 * 2^52. The same samples, histories and states for lengths around the block
+    // edges, exact ties, clamps and a runaway shaper included.
+    if (!__builtin_cpu_supports("avx2"))
+        GTEST_SKIP() << "this processor has no AVX2";
+    const std::size_t lengths[] = {9000, 259, 260, 261, 516, 777, 1029};
+    for (const std::size_t length : lengths) {
+        std::vector<double> left = mixedSignal(length, 4);
+        std::vector<double> right = mixedSignal(length, 5);
+        for (std::size_t i = 10; i < length; i += 97)
+            left[i] = (static_cast<double>(i % 50) - 24.5) / 32767.0; // exact halves before dither
+        if (length > 3040)
+            std::fill(right.begin() + 3000, right.begin() + 3040, -3.0);
+        for (const DitherType type : allDitherTypes) {
+            if (type == DitherType::none)
+                continue;
+            SCOPED_TRACE(std::string(rawValue(type)) + " " + std::to_string(length));
+            const detail::DitherChannel start{
+                DitherEngine::defaultSeed, 0.25, -0.5, 0.125, 0, 0, 0, 0, 0, 32767.0, 1.0 / 32767.0};
+            detail::DitherChannel a = start, b = start;
+            b.s = DitherEngine::seedForChannel(1);
+            detail::DitherChannel aWide = a, bWide = b;
+            std::vector<double> x = left, z = right, xWide = left, zWide = right;
+            switch (type) {
+            case DitherType::tpdf:
+                runPair<DitherType::tpdf>(a, x, b, z);
+                break;
+            case DitherType::highPass:
+                runPair<DitherType::highPass>(a, x, b, z);
+                break;
+            case DitherType::lipshitz:
+                runPair<DitherType::lipshitz>(a, x, b, z);
+                break;
+            case DitherType::shibata:
+                runPair<DitherType::shibata>(a, x, b, z);
+                break;
+            default:
+                runPair<DitherType::gesemann>(a, x, b, z);
+            }
+            detail::runPairWide(type, aWide, xWide, bWide, zWide);
+            EXPECT_TRUE(sameBits(x, xWide));
+            EXPECT_TRUE(sameBits(z, zWide));
+            EXPECT_EQ(a.s, aWide.s);
+            EXPECT_EQ(b.s, bWide.s);
+            EXPECT_EQ(std::memcmp(&a.e0, &aWide.e0, 8 * sizeof(double)), 0);
+            EXPECT_EQ(std::memcmp(&b.e0, &bWide.e0, 8 * sizeof(double)), 0);
         }
-        detail::runPairWithRoundInstruction(type, aRound, xRound, bRound, zRound);
-        EXPECT_TRUE(sameBits(x, xRound));
-        EXPECT_TRUE(sameBits(z, zRound));
-        EXPECT_EQ(a.s, aRound.s);
-        EXPECT_EQ(b.s, bRound.s);
-        EXPECT_EQ(std::memcmp(&a.e0, &aRound.e0, 8 * sizeof(double)), 0);
-        EXPECT_EQ(std::memcmp(&b.e0, &bRound.e0, 8 * sizeof(double)), 0);
     }
 }
 

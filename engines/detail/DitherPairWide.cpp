@@ -1,0 +1,277 @@
+// The two-channel dither loop built for processors with AVX2. Each sample's feedback is one serial
+// chain of some twenty cycles that leaves most of the processor idle, and drawing its random value is
+// a second serial chain, which in the baseline loop competes with the first. Here the random values
+// are drawn a block ahead instead: each channel's sequence is cut into four stretches, jumped to
+// directly, and drawn side by side in the lanes of one register while the block before is fed back.
+// Everything the header brings in is included first, untouched; only the dither steps that follow are
+// compiled for AVX2, and they are internal to this file.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "engines/DitherType.h"
+#include "engines/detail/DitherJump.h"
+
+#if defined(__x86_64__)
+#pragma GCC target("avx2")
+#endif
+
+#include "engines/detail/DitherSteps.h"
+
+namespace orvane::detail {
+
+#if defined(__x86_64__)
+
+namespace {
+
+constexpr std::size_t kStretch = kJumpSamples; // samples per stretch
+constexpr std::size_t kBlock = 4 * kStretch;
+
+inline __m256i xorshiftLanes4(__m256i s) noexcept {
+    s = _mm256_xor_si256(s, _mm256_srli_epi64(s, 12));
+    s = _mm256_xor_si256(s, _mm256_slli_epi64(s, 25));
+    return _mm256_xor_si256(s, _mm256_srli_epi64(s, 27));
+}
+
+// As stateAsDouble: each 32-bit half made exact through the exponent bits, the halves added once.
+inline __m256d stateAsDouble4(__m256i s) noexcept {
+    const __m256i low = _mm256_or_si256(_mm256_and_si256(s, _mm256_set1_epi64x(0xFFFFFFFFLL)),
+                                        _mm256_set1_epi64x(0x4330000000000000LL)); // 2^52 + low
+    const __m256i high = _mm256_or_si256(_mm256_srli_epi64(s, 32),
+                                         _mm256_set1_epi64x(0x4530000000000000LL)); // 2^84 + high * 2^32
+    const __m256d lowValue = _mm256_sub_pd(_mm256_castsi256_pd(low), _mm256_set1_pd(0x1p52));
+    const __m256d highValue = _mm256_sub_pd(_mm256_castsi256_pd(high), _mm256_set1_pd(0x1p84));
+    return _mm256_add_pd(highValue, lowValue);
+}
+
+inline __m256d ditherValues4(__m256i s1, __m256i s2) noexcept {
+    const __m256d sum = _mm256_add_pd(stateAsDouble4(s1), stateAsDouble4(s2));
+    return _mm256_add_pd(_mm256_mul_pd(sum, _mm256_set1_pd(0x1p-64)), _mm256_set1_pd(-1.0));
+}
+
+// Where each channel's four stretches of one block begin; [4] is where the next block begins.
+struct StretchStarts {
+    std::array<std::uint64_t, 5> left;
+    std::array<std::uint64_t, 5> right;
+};
+
+inline StretchStarts stretchStarts(std::uint64_t left, std::uint64_t right) noexcept {
+    StretchStarts s{};
+    s.left[0] = left;
+    s.right[0] = right;
+    for (std::size_t j = 1; j < 5; ++j) {
+        s.left[j] = jumpAhead(s.left[j - 1]);
+        s.right[j] = jumpAhead(s.right[j - 1]);
+    }
+    return s;
+}
+
+// The generators of one block's stretches, stretch j in lane j.
+struct Draw {
+    __m256i left;
+    __m256i right;
+};
+
+inline __m256i firstFour(const std::array<std::uint64_t, 5>& v) noexcept {
+    return _mm256_setr_epi64x(static_cast<long long>(v[0]), static_cast<long long>(v[1]),
+                              static_cast<long long>(v[2]), static_cast<long long>(v[3]));
+}
+
+inline Draw beginDraw(const StretchStarts& s) noexcept {
+    return {firstFour(s.left), firstFour(s.right)};
+}
+
+// Draws sample k of every stretch into `out`, laid out as the feedback reads it: left and right of
+// block sample i at 2 * i and 2 * i + 1.
+[[gnu::always_inline]] inline void drawStep(Draw& g, std::size_t k, double* out) noexcept {
+    const __m256i l1 = xorshiftLanes4(g.left);
+    const __m256i l2 = xorshiftLanes4(l1);
+    const __m256i r1 = xorshiftLanes4(g.right);
+    const __m256i r2 = xorshiftLanes4(r1);
+    g.left = l2;
+    g.right = r2;
+    const __m256d left = ditherValues4(l1, l2);
+    const __m256d right = ditherValues4(r1, r2);
+    const __m256d even = _mm256_unpacklo_pd(left, right); // stretches 0 and 2
+    const __m256d odd = _mm256_unpackhi_pd(left, right);  // stretches 1 and 3
+    _mm_store_pd(out + 2 * k, _mm256_castpd256_pd128(even));
+    _mm_store_pd(out + 2 * (kStretch + k), _mm256_castpd256_pd128(odd));
+    _mm_store_pd(out + 2 * (2 * kStretch + k), _mm256_extractf128_pd(even, 1));
+    _mm_store_pd(out + 2 * (3 * kStretch + k), _mm256_extractf128_pd(odd, 1));
+}
+
+// The state `samples` samples after s, one step at a time.
+inline std::uint64_t advance(std::uint64_t s, std::size_t samples) noexcept {
+    for (std::size_t i = 0; i < 2 * samples; ++i)
+        s = xorshiftStep(s);
+    return s;
+}
+
+struct Feedback2 {
+    __m128d e0, e1, e2, e3;
+};
+
+struct Constants {
+    __m128d scale, inverse, signBit, half, largest, zero;
+};
+
+// One sample of both channels with its drawn dither values, as runPairLanes does it. A sample where
+// either lane needs a rare path is done again by the scalar step, from the state before it.
+template <DitherType Type>
+[[gnu::always_inline]] inline void feedbackStep(Feedback2& l, Channel& a, double* x, Channel& b, double* z,
+                                                const double* drawn, const Constants& k) noexcept {
+    using F = Feedback<Type>;
+    const __m128d y = _mm_mul_pd(k.scale, _mm_set_pd(*z, *x));
+    const __m128d d = _mm_load_pd(drawn);
+    __m128d w = k.zero;
+    __m128d rare = k.zero;
+    if constexpr (F::taps > 0) {
+        w = _mm_mul_pd(_mm_set1_pd(F::c[0]), l.e0);
+        if constexpr (F::taps > 1) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), l.e1));
+        }
+        if constexpr (F::taps > 2) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), l.e2));
+        }
+        if constexpr (F::taps > 3) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), l.e3));
+        }
+        rare = _mm_cmpnle_pd(_mm_andnot_pd(k.signBit, w), k.largest); // overflowed or NaN
+        if constexpr (F::taps < 4) {
+            rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, k.zero));
+        }
+    }
+    const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
+    const __m128d r = _mm_round_pd(v, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(k.signBit, v), k.scale)); // clamp, NaN, infinity
+    rare = _mm_or_pd(rare, _mm_cmpeq_pd(_mm_andnot_pd(k.signBit, _mm_sub_pd(v, r)), k.half)); // a tie
+    if (_mm_movemask_pd(rare) != 0) [[unlikely]] {
+        alignas(16) double e[4][2];
+        _mm_store_pd(e[0], l.e0);
+        _mm_store_pd(e[1], l.e1);
+        _mm_store_pd(e[2], l.e2);
+        _mm_store_pd(e[3], l.e3);
+        a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
+        b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+        stepWith<Type, false>(a, *x, drawn[0]);
+        stepWith<Type, false>(b, *z, drawn[1]);
+        l = {_mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
+        return;
+    }
+    if constexpr (F::taps > 0) {
+        l.e3 = l.e2;
+        l.e2 = l.e1;
+        l.e1 = l.e0;
+        l.e0 = _mm_sub_pd(r, v);
+    }
+    // r and v have the same sign unless r is zero; the sign of v makes it std::round's zero.
+    const __m128d out = _mm_mul_pd(_mm_or_pd(r, _mm_and_pd(v, k.signBit)), k.inverse);
+    _mm_storel_pd(x, out);
+    _mm_storeh_pd(z, out);
+}
+
+// `count` samples of both channels, at least one block. Like runPairLanes, only the first four
+// errors of the history are kept up to date, and a.s and b.s are left at the state after the last.
+template <DitherType Type>
+void runBlocks(Channel& a, double* x, Channel& b, double* z, std::size_t count) noexcept {
+    const Constants k{_mm_set1_pd(a.scale),
+                      _mm_set1_pd(a.inverse),
+                      _mm_set1_pd(-0.0),
+                      _mm_set1_pd(0.5),
+                      _mm_set1_pd(std::numeric_limits<double>::max()),
+                      _mm_setzero_pd()};
+    alignas(32) double drawn[2][2 * kBlock];
+    StretchStarts current = stretchStarts(a.s, b.s);
+    Draw draw = beginDraw(current);
+    for (std::size_t j = 0; j < kStretch; ++j)
+        drawStep(draw, j, drawn[0]);
+    Feedback2 l{_mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2),
+                _mm_set_pd(b.e3, a.e3)};
+    std::size_t done = 0;
+    std::size_t page = 0;
+    while (done + kBlock < count) {
+        // Another block follows: draw it while this one is fed back, one draw step per four samples.
+        const StretchStarts next = stretchStarts(current.left[4], current.right[4]);
+        draw = beginDraw(next);
+        const double* now = drawn[page];
+        double* ahead = drawn[page ^ 1];
+        for (std::size_t j = 0; j < kStretch; ++j) {
+            for (std::size_t q = 0; q < 4; ++q) {
+                const std::size_t i = done + 4 * j + q;
+                feedbackStep<Type>(l, a, x + i, b, z + i, now + 2 * (4 * j + q), k);
+            }
+            drawStep(draw, j, ahead);
+        }
+        current = next;
+        page ^= 1;
+        done += kBlock;
+    }
+    const std::size_t rest = count - done;
+    for (std::size_t i = 0; i < rest; ++i)
+        feedbackStep<Type>(l, a, x + done + i, b, z + done + i, drawn[page] + 2 * i, k);
+    a.s = advance(current.left[rest / kStretch], rest % kStretch);
+    b.s = advance(current.right[rest / kStretch], rest % kStretch);
+    alignas(16) double e[4][2];
+    _mm_store_pd(e[0], l.e0);
+    _mm_store_pd(e[1], l.e1);
+    _mm_store_pd(e[2], l.e2);
+    _mm_store_pd(e[3], l.e3);
+    a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
+    b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+}
+
+// As runPair: the blocks while at least one whole block is left before the last four samples, which
+// take full steps; shorter runs gain nothing from drawing ahead.
+template <DitherType Type>
+void runPairInBlocks(Channel& a, std::span<double> x, Channel& b, std::span<double> z) noexcept {
+    const std::size_t common = std::min(x.size(), z.size());
+    const std::size_t head = common >= 4 ? common - 4 : 0;
+    if (head < kBlock) {
+        runPair<Type>(a, x, b, z);
+        return;
+    }
+    runBlocks<Type>(a, x.data(), b, z.data(), head);
+    run<Type>(a, x.subspan(head));
+    run<Type>(b, z.subspan(head));
+}
+
+} // namespace
+
+void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
+                 std::span<double> z) noexcept {
+    switch (type) {
+    case DitherType::none:
+        break;
+    case DitherType::tpdf:
+        runPairInBlocks<DitherType::tpdf>(a, x, b, z);
+        break;
+    case DitherType::highPass:
+        runPairInBlocks<DitherType::highPass>(a, x, b, z);
+        break;
+    case DitherType::lipshitz:
+        runPairInBlocks<DitherType::lipshitz>(a, x, b, z);
+        break;
+    case DitherType::shibata:
+        runPairInBlocks<DitherType::shibata>(a, x, b, z);
+        break;
+    case DitherType::gesemann:
+        runPairInBlocks<DitherType::gesemann>(a, x, b, z);
+        break;
+    }
+}
+
+#else
+
+void runPairWide(DitherType, DitherChannel&, std::span<double>, DitherChannel&, std::span<double>) noexcept {}
+
+#endif
+
+} // namespace orvane::detail
