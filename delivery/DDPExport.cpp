@@ -63,9 +63,11 @@ void buildFileset(const CDProject& project, const std::vector<TrackPosition>& po
     writeFile(partial, DDPWriter::cueFileName, DDPWriter::imageCueText(project, positions));
 
     const double share = prerenderSRC(project, positions.back().endLBA, imageSampleRate, progress);
-    writeImage(project, positions, partial / std::string(DDPWriter::audioFileName), [&](double f) {
-        return !progress || progress(share + (1.0 - share) * f, "Writing IMAGE.DAT\u2026");
-    });
+    // The image's MD5 is taken as its bytes go out, sparing a second read of the largest file.
+    const std::string imageMD5 = writeImage(
+        project, positions, partial / std::string(DDPWriter::audioFileName),
+        [&](double f) { return !progress || progress(share + (1.0 - share) * f, "Writing IMAGE.DAT\u2026"); },
+        ImageDigest::md5);
     if (progress)
         progress(1.0, "Finalizing\u2026");
 
@@ -75,8 +77,9 @@ void buildFileset(const CDProject& project, const std::vector<TrackPosition>& po
     std::vector<DDPWriter::ChecksumEntry> entries;
     for (const std::string& name : DDPWriter::checksumFileNames(extraNames)) {
         std::error_code ec;
-        if (fs::is_regular_file(partial / name, ec))
-            entries.push_back({name, md5Hex(partial / name)});
+        if (!fs::is_regular_file(partial / name, ec))
+            continue;
+        entries.push_back({name, name == DDPWriter::audioFileName ? imageMD5 : md5Hex(partial / name)});
     }
     if (auto written = AtomicFile::write(partial / std::string(DDPWriter::checksumFileName),
                                          DDPWriter::checksumText(entries));

@@ -9,6 +9,7 @@
 #include "model/GainEvaluator.h"
 #include "platform/AudioConverter.h"
 #include "platform/AudioFileReader.h"
+#include "render/ImageWriter.h"
 #include "render/SRCRenderer.h"
 
 #if defined(__SSE2__)
@@ -252,20 +253,6 @@ void renderCrossfade(const CDProject& project, const AudioBlock::Crossfade& bloc
     }
 }
 
-// Writes all of `bytes`, looping over partial writes.
-void writeAll(int fd, std::string_view bytes, const std::string& fileName) {
-    while (!bytes.empty()) {
-        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n <= 0) {
-            const std::string reason = n < 0 && errno != 0
-                                           ? std::string(std::strerror(errno))
-                                           : "no space left on device or the volume was disconnected";
-            fail(ExportErrorCode::writeFailed, "Writing " + fileName + " failed: " + reason);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(n));
-    }
-}
-
 struct FileCloser {
     int fd;
     ~FileCloser() {
@@ -424,8 +411,35 @@ void Exporter::renderChunks(const CDProject& project, const std::vector<TrackPos
     }
 }
 
-void Exporter::writeImage(const CDProject& project, const std::vector<TrackPosition>& positions,
-                          const std::filesystem::path& to, const FractionProgress& progress) {
+namespace {
+
+// Queues the disc's chunks, then the padding; `handedOver` hears the running byte count after each.
+void queueImage(const CDProject& project, const std::vector<TrackPosition>& positions, ImageWriter& writer,
+                const std::function<void(std::int64_t bytes)>& handedOver) {
+    std::int64_t queued = 0;
+    Exporter::renderChunks(project, positions, 0, positions.back().endLBA, Exporter::imageSampleRate,
+                           [&](RenderChunk& chunk) {
+                               queued += writer.put(chunk);
+                               handedOver(queued);
+                           });
+    const std::int64_t total = positions.back().endLBA * Exporter::bytesPerFrame;
+    if (queued < total)
+        logLine("Exporter: padding " + std::to_string(total - queued) +
+                " bytes of silence for CD frame alignment");
+    while (queued < total) {
+        // Whole stereo samples: the image is whole sectors and every chunk whole samples, so the
+        // rounding up never adds a byte; it only rules out a piece of nothing.
+        RenderChunk zeros{RenderChunk::Silence{(std::min<std::int64_t>(total - queued, 1 << 20) + 3) / 4}};
+        queued += writer.put(zeros);
+        handedOver(queued);
+    }
+}
+
+} // namespace
+
+std::string Exporter::writeImage(const CDProject& project, const std::vector<TrackPosition>& positions,
+                                 const std::filesystem::path& to, const FractionProgress& progress,
+                                 ImageDigest digest) {
     if (positions.empty())
         fail(ExportErrorCode::noTracks, "Project contains no tracks to export.");
     const std::int64_t total = positions.back().endLBA * bytesPerFrame;
@@ -434,38 +448,21 @@ void Exporter::writeImage(const CDProject& project, const std::vector<TrackPosit
         fail(ExportErrorCode::openImageFailed, "Failed to open output stream for IMAGE.DAT");
     FileCloser closer{fd};
     const std::string fileName = to.filename().string();
-    const DitherType masterType = masterDitherType(project);
-    Quantizer quantizer;
-    std::string bytes;
-    std::int64_t written = 0;
-    auto put = [&](std::string_view data) {
-        writeAll(fd, data, fileName);
-        written += static_cast<std::int64_t>(data.size());
-        if (progress &&
-            !progress(total > 0 ? static_cast<double>(written) / static_cast<double>(total) : 1.0))
-            cancelled();
-    };
-    renderChunks(project, positions, 0, positions.back().endLBA, imageSampleRate, [&](RenderChunk& chunk) {
-        bytes.clear();
-        if (const auto* silence = std::get_if<RenderChunk::Silence>(&chunk.value)) {
-            bytes.assign(static_cast<std::size_t>(silence->samples) * 4, '\0');
-        } else {
-            const auto& audio = std::get<RenderChunk::Audio>(chunk.value);
-            quantizer.quantize(audio.buffer, audio.dither ? masterType : DitherType::none, bytes);
-        }
-        put(bytes);
-    });
-    if (written < total) {
-        logLine("Exporter: padding " + std::to_string(total - written) +
-                " bytes of silence for CD frame alignment");
-        const std::string zeros(std::size_t{1} << 20, '\0');
-        while (written < total)
-            put(std::string_view(zeros).substr(
-                0, static_cast<std::size_t>(std::min<std::int64_t>(total - written, 1 << 20))));
+    std::string md5;
+    {
+        // Declared after the closer: on every way out the writer thread is joined before the close.
+        ImageWriter writer(fd, fileName, masterDitherType(project), digest);
+        queueImage(project, positions, writer, [&](std::int64_t queued) {
+            if (progress &&
+                !progress(total > 0 ? static_cast<double>(queued) / static_cast<double>(total) : 1.0))
+                cancelled();
+        });
+        md5 = writer.finish();
     }
     closer.fd = -1;
     if (::close(fd) != 0)
         fail(ExportErrorCode::writeFailed, "Writing " + fileName + " failed: " + std::strerror(errno));
+    return md5;
 }
 
 double Exporter::prerenderSRC(const CDProject& project, std::int64_t totalImageFrames, int targetRate,

@@ -2,7 +2,8 @@
 // The one road from a project to 16-bit disc audio: walks the audio blocks, reads each source in its
 // converted form, applies fades, gain, envelope and crossfades in float, dithers once at the end and
 // writes raw sectors. Stateless; runs synchronously on the caller's background thread, and calls
-// `progress` and `emit` on that thread. Memory stays bounded: one chunk of 50 frames at a time.
+// `progress` and `emit` on that thread (writeImage hands the disk writes to a helper thread that it
+// joins before returning or throwing). Memory stays bounded: a few chunks of 50 frames at a time.
 #include "engines/DitherType.h"
 #include "model/CDProject.h"
 #include "model/TrackPosition.h"
@@ -69,10 +70,17 @@ using ChunkSink = std::function<void(RenderChunk& chunk)>;
 void renderChunks(const CDProject& project, const std::vector<TrackPosition>& positions, std::int64_t fromLBA,
                   std::int64_t toLBA, int targetRate, const ChunkSink& emit);
 
+// Whether writing an image also yields the MD5 of its bytes.
+enum class ImageDigest { none, md5 };
+
 // Renders the whole disc to one raw 16-bit little-endian stereo file at 44.1 kHz, exactly
-// last endLBA x 2352 bytes long.
-void writeImage(const CDProject& project, const std::vector<TrackPosition>& positions,
-                const std::filesystem::path& to, const FractionProgress& progress = {});
+// last endLBA x 2352 bytes long. The progress fraction counts bytes handed to the writer, which is at
+// most a few chunks behind. Returns the file's lower-case hexadecimal MD5 with ImageDigest::md5, taken
+// as the bytes go out, else an empty text. Throws ExportError or UserCancelledError; the file is
+// then incomplete and the caller's to remove.
+std::string writeImage(const CDProject& project, const std::vector<TrackPosition>& positions,
+                       const std::filesystem::path& to, const FractionProgress& progress = {},
+                       ImageDigest digest = ImageDigest::none);
 
 // Fills the SRC cache ahead of a render and returns the share of the whole job it took (0 with
 // nothing to do). Cancelling takes effect between tracks.

@@ -7,7 +7,13 @@
 #include "model/FileURL.h"
 #include "platform/AudioFileWriter.h"
 
+#include <sys/resource.h>
+
+#include <cerrno>
 #include <cmath>
+#include <csignal>
+#include <cstring>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -139,6 +145,51 @@ TEST(DDPExport, failureLeavesTheOldFilesetAndSecondExportReplacesByName) {
     EXPECT_EQ(fileBytes(out.path / "CDTEXT.BIN"), "old text");
     EXPECT_EQ(fileBytes(out.path / "notes.txt"), "mine");
     EXPECT_EQ(fileBytes(out.path / "checksum.md5").find("CDTEXT.BIN"), std::string::npos);
+}
+
+// Holds the process's file size limit at `bytes` for one scope; past it a write fails with EFBIG
+// (the signal that would otherwise end the process is ignored meanwhile).
+struct FileSizeLimit {
+    rlimit saved{};
+    void (*savedHandler)(int) = nullptr;
+    explicit FileSizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &saved);
+        savedHandler = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limited = saved;
+        limited.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, savedHandler);
+    }
+};
+
+TEST(DDPExport, aFailingImageWriteKeepsTheOldFilesetAndSaysWhy) {
+    // When the disk refuses IMAGE.DAT part-way (the file may not grow past 500 kB here), the export
+    // fails with the system's reason, the old fileset stays as it was, and no thread is left behind.
+    TempFolder src;
+    TempFolder out;
+    const CDProject project = projectWithAudio(src.path);
+    const auto positions = TimelineCalculator::calculatePositions(project).value();
+    ASSERT_GT(positions.back().endLBA * 2352, 500000);
+    putFile(out.path / "IMAGE.DAT", "old image");
+    const auto before = namesIn(out.path);
+    const auto threads = [] {
+        return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator{});
+    };
+    const auto threadsBefore = threads();
+    try {
+        const FileSizeLimit limit(500000);
+        Exporter::exportDDP(project, positions, out.path, {});
+        ADD_FAILURE() << "the refused write went unnoticed";
+    } catch (const ExportError& e) {
+        EXPECT_EQ(e.code, ExportErrorCode::writeFailed);
+        EXPECT_EQ(e.message, "Writing IMAGE.DAT failed: " + std::string(std::strerror(EFBIG)));
+    }
+    EXPECT_EQ(namesIn(out.path), before);
+    EXPECT_EQ(fileBytes(out.path / "IMAGE.DAT"), "old image");
+    EXPECT_EQ(threads(), threadsBefore);
 }
 
 TEST(DDPExport, noTracksIsRefusedWithoutLeavingAFolder) {
