@@ -117,7 +117,7 @@ SRCEngine64::SRCEngine64(int fsIn, int fsOut, std::shared_ptr<const PolyphaseFil
       bank_(std::move(precomputedBank)), L_prec_(static_cast<std::int64_t>(L_) << 32),
       M_prec_(static_cast<std::int64_t>(M_) << 32),
       phase_acc_(static_cast<std::int64_t>(startPhase * 4294967296.0)), tapsPerPhase_(bank_->tapsPerPhase()),
-      history_(static_cast<std::size_t>(bank_->paddedTaps() - 1), 0.0),
+      history_(static_cast<std::size_t>(bank_->paddedTaps() - 1), 0.0), work_(2 * history_.size()),
       zeros_(static_cast<std::size_t>(tapsPerPhase_ >= 2 ? tapsPerPhase_ / 2 : 0), 0.0) {
     assert(fsIn > 0 && fsOut > 0);
     assert(L_ > 0 && M_ > 0 && tapsPerPhase_ > 0);
@@ -153,7 +153,30 @@ void SRCEngine64::flushInto(std::vector<double>& output) {
     process(zeros_, output);
 }
 
-std::size_t SRCEngine64::beginBlock(std::span<const double> input, std::vector<double>& output) {
+void SRCEngine64::reserveOutput(std::size_t n, std::vector<double>& output) const {
+    const double expected = std::trunc(static_cast<double>(n) * L_ / M_) + 100.0;
+    const std::size_t needed = output.size() + static_cast<std::size_t>(expected);
+    if (output.capacity() < needed) // growing geometrically: callers append block after block
+        output.reserve(std::max(needed, 2 * output.capacity()));
+}
+
+std::size_t SRCEngine64::walkNegativeStart(const double* x, std::vector<double>& output) {
+    if (phase_acc_ >= 0 || (phase_acc_ & kFractionMask) != 0)
+        return 0;
+    // Only the stream's first position can start below 0, since every position ends on a phase of
+    // at least 0; it takes the written walk, with its wrapped rows.
+    phase_acc_ = walkPositions<false>(walkOf(*this), x, 1, phase_acc_, output);
+    return 1;
+}
+
+void SRCEngine64::walkWhole(const double* x, std::size_t positions, std::vector<double>& output) {
+    const detail::WholePhaseWalk walk = planWalk(*this, positions, phase_acc_);
+    const std::size_t first = output.size();
+    output.resize(first + walk.count);
+    detail::walkWholePhase(walk, x, output.data() + first);
+}
+
+void SRCEngine64::processJoined(std::span<const double> input, std::vector<double>& output) {
     const std::size_t n = input.size();
     const std::size_t keep = history_.size();
     const std::size_t length = keep + n;
@@ -163,32 +186,33 @@ std::size_t SRCEngine64::beginBlock(std::span<const double> input, std::vector<d
     std::copy(input.begin(), input.end(), work_.begin() + static_cast<std::ptrdiff_t>(keep));
     std::copy(work_.begin() + static_cast<std::ptrdiff_t>(length - keep),
               work_.begin() + static_cast<std::ptrdiff_t>(length), history_.begin());
-
-    const double expected = std::trunc(static_cast<double>(n) * L_ / M_) + 100.0;
-    const std::size_t needed = output.size() + static_cast<std::size_t>(expected);
-    if (output.capacity() < needed) // growing geometrically: callers append block after block
-        output.reserve(std::max(needed, 2 * output.capacity()));
-    if (phase_acc_ >= 0 || (phase_acc_ & kFractionMask) != 0)
-        return 0;
-    // Only the stream's first position can start below 0, since every position ends on a phase of
-    // at least 0; it takes the written walk, with its wrapped rows.
-    phase_acc_ = walkPositions<false>(walkOf(*this), work_.data(), 1, phase_acc_, output);
-    return 1;
+    if ((phase_acc_ & kFractionMask) != 0) {
+        phase_acc_ = walkFractionalPhase(walkOf(*this), work_.data(), n, phase_acc_, output);
+        return;
+    }
+    const std::size_t done = walkNegativeStart(work_.data(), output);
+    walkWhole(work_.data() + done, n - done, output);
 }
 
 void SRCEngine64::process(std::span<const double> input, std::vector<double>& output) {
     const std::size_t n = input.size();
     if (n == 0)
         return; // nothing moves: the window has no new sample to stand on
-    const std::size_t done = beginBlock(input, output);
-    if ((phase_acc_ & kFractionMask) != 0) {
-        phase_acc_ = walkFractionalPhase(walkOf(*this), work_.data(), n, phase_acc_, output);
+    reserveOutput(n, output);
+    const std::size_t keep = history_.size();
+    if (n < keep || (phase_acc_ & kFractionMask) != 0) {
+        processJoined(input, output);
         return;
     }
-    const detail::WholePhaseWalk walk = planWalk(*this, n - done, phase_acc_);
-    const std::size_t first = output.size();
-    output.resize(first + walk.count);
-    detail::walkWholePhase(walk, work_.data() + done, output.data() + first);
+    // A block at least as long as the history needs no joined copy: the first `keep` windows reach
+    // back into the history and run on history + the block's head, the rest lie inside the block and
+    // run on it where it is.
+    std::copy(history_.begin(), history_.end(), work_.begin());
+    std::copy_n(input.begin(), keep, work_.begin() + static_cast<std::ptrdiff_t>(keep));
+    const std::size_t done = walkNegativeStart(work_.data(), output);
+    walkWhole(work_.data() + done, keep - done, output);
+    walkWhole(input.data(), n - keep, output);
+    std::copy(input.end() - static_cast<std::ptrdiff_t>(keep), input.end(), history_.begin());
 }
 
 } // namespace orvane

@@ -55,9 +55,14 @@ class SRCEngine64 final : public StreamingResampler {
     std::span<const double> history() const noexcept;
 
   private:
-    // Joins history and block into the working buffer, keeps the new history and reserves the output;
-    // walks the stream's first position if the phase starts below 0. Gives the positions walked.
-    std::size_t beginBlock(std::span<const double> input, std::vector<double>& output);
+    void reserveOutput(std::size_t n, std::vector<double>& output) const;
+    // Walks the stream's first position if the phase starts below 0 (window x); gives the positions
+    // walked.
+    std::size_t walkNegativeStart(const double* x, std::vector<double>& output);
+    // Appends the outputs of `positions` windows of x at a whole-number phase.
+    void walkWhole(const double* x, std::size_t positions, std::vector<double>& output);
+    // The block joined after the history in the working buffer: short blocks and fractional phases.
+    void processJoined(std::span<const double> input, std::vector<double>& output);
 
     int fs_in_;
     int fs_out_;
@@ -71,7 +76,9 @@ class SRCEngine64 final : public StreamingResampler {
     // The last paddedTaps - 1 input samples: the history proper plus the few older ones that the
     // zero-led padded rows reach back to.
     std::vector<double> history_;
-    std::vector<double> work_;  // history followed by the block; grows to the largest block, never shrinks
+    // The history followed by a short block, or by the head of a long one; room for both from the
+    // start, grown only by long blocks at a fractional phase.
+    std::vector<double> work_;
     std::vector<double> zeros_; // the flush block
 };
 

@@ -155,6 +155,33 @@ TEST(SRCEngine64, givesTheSameBitsHoweverTheInputIsCutIntoBlocks) {
     }
 }
 
+TEST(SRCEngine64, readsLongBlocksInPlaceWithTheBitsOfShortOnes) {
+    // A block shorter than the history is joined after it; a longer one is walked where it lies, its
+    // first windows on the history and its head. Both give the same bits on a long noise signal: all
+    // short blocks against all long ones, and blocks of exactly the history's length, for whole
+    // phases from 0 and from a negative start.
+    const auto input = noise(60000, 23);
+    std::vector<std::function<std::unique_ptr<SRCEngine64>()>> makers{
+        [] { return VelmontSRC::makeEngine(96000, 44100); },
+        [] { return MeridonReference::makeEngine(48000, 44100, std::nullopt); }};
+    for (std::size_t m = 0; m < makers.size(); ++m) {
+        auto probe = makers[m]();
+        const std::size_t keep = probe->history().size();
+        auto split = [&](std::size_t size) {
+            std::vector<std::size_t> cuts(input.size() / size, size);
+            cuts.push_back(input.size() % size);
+            return cuts;
+        };
+        auto shortBlocks = makers[m]();
+        const auto reference = convertInBlocks(*shortBlocks, input, split(keep / 2));
+        for (const std::size_t size : {keep, keep + 1, std::size_t{4096}, input.size()}) {
+            auto engine = makers[m]();
+            EXPECT_TRUE(sameBits(convertInBlocks(*engine, input, split(size)), reference))
+                << "maker " << m << ", blocks of " << size;
+        }
+    }
+}
+
 TEST(SRCEngine64, emptyBlockChangesNothing) {
     // A block of 0 samples returns nothing and leaves the phase and history as they were.
     auto engine = VelmontSRC::makeEngine(48000, 44100);
