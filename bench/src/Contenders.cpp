@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <stdexcept>
 
 namespace orvane::bench {
@@ -17,19 +18,8 @@ namespace {
 
 constexpr std::size_t kBlockFrames = 65536;
 
-// Every contender's channels get room for their whole output up front, so that the table compares the
-// converters and not how often a growing vector is copied.
-Channels reservedOutput(const Channels& input, int fsIn, int fsOut) {
-    Channels out(input.size());
-    for (std::size_t c = 0; c < input.size(); ++c)
-        out[c].reserve(input[c].size() * static_cast<std::size_t>(fsOut) / static_cast<std::size_t>(fsIn) +
-                       kBlockFrames);
-    return out;
-}
-
 // Runs one StreamingResampler per channel, block by block, as the file conversion does.
-template <typename Make> Channels perChannel(const Channels& input, int fsIn, int fsOut, Make make) {
-    Channels out = reservedOutput(input, fsIn, fsOut);
+template <typename Make> void perChannel(const Channels& input, Make make, Channels& out) {
     std::vector<double> block;
     for (std::size_t c = 0; c < input.size(); ++c) {
         auto resampler = make();
@@ -44,11 +34,23 @@ template <typename Make> Channels perChannel(const Channels& input, int fsIn, in
         const auto tail = resampler->flush();
         out[c].insert(out[c].end(), tail.begin(), tail.end());
     }
-    return out;
+}
+
+// The engine's own appending call, as a caller holding whole channels would use it: each channel's
+// samples read where they lie, block by block, straight into that channel's output. The counterpart of
+// libsoxr's direct row; the per-channel row above goes through the renderer's interface instead.
+void velmontDirect(const Channels& input, int fsIn, int fsOut, Channels& out) {
+    for (std::size_t c = 0; c < input.size(); ++c) {
+        const auto engine = VelmontSRC::makeEngine(fsIn, fsOut);
+        const std::span<const double> in(input[c]);
+        for (std::size_t start = 0; start < in.size(); start += kBlockFrames)
+            engine->process(in.subspan(start, std::min(kBlockFrames, in.size() - start)), out[c]);
+        engine->flushInto(out[c]);
+    }
 }
 
 // libsoxr's own multichannel API: split 64-bit channels, very high quality, linear phase, one thread.
-Channels soxrDirect(const Channels& input, int fsIn, int fsOut) {
+void soxrDirect(const Channels& input, int fsIn, int fsOut, Channels& out) {
     const unsigned channels = static_cast<unsigned>(input.size());
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_S, SOXR_FLOAT64_S);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
@@ -60,7 +62,6 @@ Channels soxrDirect(const Channels& input, int fsIn, int fsOut) {
     const std::size_t total = input.empty() ? 0 : input[0].size();
     const std::size_t outChunk =
         kBlockFrames * static_cast<std::size_t>(fsOut) / static_cast<std::size_t>(fsIn) + 64;
-    Channels out = reservedOutput(input, fsIn, fsOut);
     Channels chunk(channels, std::vector<double>(outChunk));
     std::vector<const double*> inPtr(channels);
     std::vector<double*> outPtr(channels);
@@ -89,11 +90,10 @@ Channels soxrDirect(const Channels& input, int fsIn, int fsOut) {
         collect(odone);
     }
     soxr_delete(soxr);
-    return out;
 }
 
 // libsamplerate's best sinc, interleaved 32-bit floats as its API takes them.
-Channels samplerateBest(const Channels& input, int fsIn, int fsOut) {
+void samplerateBest(const Channels& input, int fsIn, int fsOut, Channels& out) {
     const int channels = static_cast<int>(input.size());
     int error = 0;
     SRC_STATE* state = src_new(SRC_SINC_BEST_QUALITY, channels, &error);
@@ -104,7 +104,6 @@ Channels samplerateBest(const Channels& input, int fsIn, int fsOut) {
     const std::size_t outChunk = static_cast<std::size_t>(kBlockFrames * ratio) + 64;
     std::vector<float> in(kBlockFrames * static_cast<std::size_t>(channels));
     std::vector<float> outBuf(outChunk * static_cast<std::size_t>(channels));
-    Channels out = reservedOutput(input, fsIn, fsOut);
     std::size_t pos = 0;
     bool ended = false;
     while (!ended) {
@@ -136,26 +135,43 @@ Channels samplerateBest(const Channels& input, int fsIn, int fsOut) {
         ended = data.end_of_input != 0;
     }
     src_delete(state);
-    return out;
 }
 
 } // namespace
 
+Channels outputRoom(const Channels& input, int fsIn, int fsOut) {
+    Channels out(input.size());
+    for (std::size_t c = 0; c < input.size(); ++c) {
+        out[c].resize(input[c].size() * static_cast<std::size_t>(fsOut) / static_cast<std::size_t>(fsIn) +
+                      kBlockFrames);
+        out[c].clear(); // the capacity stays, with every page touched
+    }
+    return out;
+}
+
+Channels convertAll(const Contender& contender, const Channels& input, int fsIn, int fsOut) {
+    Channels out = outputRoom(input, fsIn, fsOut);
+    contender.convert(input, fsIn, fsOut, out);
+    return out;
+}
+
 std::vector<Contender> allContenders() {
     return {
         {"Velmont SRC",
-         [](const Channels& in, int fsIn, int fsOut) {
-             return perChannel(in, fsIn, fsOut, [&] { return VelmontSRC::makeEngine(fsIn, fsOut); });
+         [](const Channels& in, int fsIn, int fsOut, Channels& out) {
+             perChannel(
+                 in, [&] { return VelmontSRC::makeEngine(fsIn, fsOut); }, out);
          }},
+        {"Velmont SRC direct", velmontDirect},
         {"Meridon Reference",
-         [](const Channels& in, int fsIn, int fsOut) {
-             return perChannel(in, fsIn, fsOut,
-                               [&] { return MeridonReference::makeEngine(fsIn, fsOut, std::nullopt); });
+         [](const Channels& in, int fsIn, int fsOut, Channels& out) {
+             perChannel(
+                 in, [&] { return MeridonReference::makeEngine(fsIn, fsOut, std::nullopt); }, out);
          }},
         {"SoX VHQ (adapter)",
-         [](const Channels& in, int fsIn, int fsOut) {
-             return perChannel(in, fsIn, fsOut,
-                               [&] { return std::make_unique<SoxrSRC>(fsIn, fsOut, false); });
+         [](const Channels& in, int fsIn, int fsOut, Channels& out) {
+             perChannel(
+                 in, [&] { return std::make_unique<SoxrSRC>(fsIn, fsOut, false); }, out);
          }},
         {"libsoxr VHQ direct", soxrDirect},
         {"libsamplerate best", samplerateBest},

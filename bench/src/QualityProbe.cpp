@@ -62,7 +62,7 @@ constexpr double kInputSeconds = 1.5;
 
 std::vector<double> convertMono(const Contender& contender, const std::vector<double>& x, int fsIn,
                                 int fsOut) {
-    return contender.convert(Channels{x}, fsIn, fsOut)[0];
+    return convertAll(contender, Channels{x}, fsIn, fsOut)[0];
 }
 
 } // namespace
