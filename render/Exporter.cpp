@@ -286,21 +286,23 @@ inline std::int16_t quantizeSample(double sample) noexcept {
     return static_cast<std::int16_t>(static_cast<std::int32_t>(v + v) - static_cast<std::int32_t>(v));
 }
 
+#if defined(__SSE2__)
+// quantizeSample on two samples; the two results are the low half of the register.
+inline __m128i quantizeTwo(const double* at) noexcept {
+    __m128d x = _mm_loadu_pd(at);
+    x = _mm_and_pd(x, _mm_cmpord_pd(x, x)); // NaN becomes 0
+    const __m128d v =
+        _mm_mul_pd(_mm_min_pd(_mm_max_pd(x, _mm_set1_pd(-1.0)), _mm_set1_pd(1.0)), _mm_set1_pd(32767.0));
+    return _mm_sub_epi32(_mm_cvttpd_epi32(_mm_add_pd(v, v)), _mm_cvttpd_epi32(v));
+}
+#endif
+
 // quantizeSample over a run of samples.
 void quantizeRun(const double* in, std::size_t frames, std::int16_t* out) noexcept {
     std::size_t i = 0;
 #if defined(__SSE2__)
-    const __m128d lowest = _mm_set1_pd(-1.0);
-    const __m128d highest = _mm_set1_pd(1.0);
-    const __m128d scale = _mm_set1_pd(32767.0);
-    auto twoSamples = [&](const double* at) {
-        __m128d x = _mm_loadu_pd(at);
-        x = _mm_and_pd(x, _mm_cmpord_pd(x, x)); // NaN becomes 0
-        const __m128d v = _mm_mul_pd(_mm_min_pd(_mm_max_pd(x, lowest), highest), scale);
-        return _mm_sub_epi32(_mm_cvttpd_epi32(_mm_add_pd(v, v)), _mm_cvttpd_epi32(v)); // 2 in the low half
-    };
     for (; i + 4 <= frames; i += 4) {
-        const __m128i four = _mm_unpacklo_epi64(twoSamples(in + i), twoSamples(in + i + 2));
+        const __m128i four = _mm_unpacklo_epi64(quantizeTwo(in + i), quantizeTwo(in + i + 2));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(four, four));
     }
 #endif
@@ -308,27 +310,43 @@ void quantizeRun(const double* in, std::size_t frames, std::int16_t* out) noexce
         out[i] = quantizeSample(in[i]);
 }
 
+// quantizeSample over two channels straight into interleaved little-endian bytes: one pass
+// instead of a run per channel and an interleave.
+void quantizeStereoLittleEndian(const double* left, const double* right, std::size_t frames,
+                                char* out) noexcept {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    for (; i + 4 <= frames; i += 4) {
+        const __m128i l = _mm_unpacklo_epi64(quantizeTwo(left + i), quantizeTwo(left + i + 2));
+        const __m128i r = _mm_unpacklo_epi64(quantizeTwo(right + i), quantizeTwo(right + i + 2));
+        const __m128i lr = _mm_packs_epi32(l, r); // four left, then four right
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i),
+                         _mm_unpacklo_epi16(lr, _mm_srli_si128(lr, 8)));
+    }
+#endif
+    for (; i < frames; ++i) {
+        const std::int16_t pair[2] = {quantizeSample(left[i]), quantizeSample(right[i])};
+        std::memcpy(out + 4 * i, pair, 4);
+    }
+}
+
+// Widens a channel to double for the dither, which works in place.
+void widen(const float* in, std::size_t frames, double* out) noexcept {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    for (; i + 4 <= frames; i += 4) {
+        const __m128 four = _mm_loadu_ps(in + i);
+        _mm_storeu_pd(out + i, _mm_cvtps_pd(four));
+        _mm_storeu_pd(out + i + 2, _mm_cvtps_pd(_mm_movehl_ps(four, four)));
+    }
+#endif
+    for (; i < frames; ++i)
+        out[i] = in[i];
+}
+
 // Interleaves per-channel 16-bit runs (each `frames` long, one after another in `runs`) into
 // little-endian bytes.
 void interleaveLittleEndian(const std::int16_t* runs, int channels, std::size_t frames, char* out) noexcept {
-    if (channels == 2 && std::endian::native == std::endian::little) {
-        const std::int16_t* left = runs;
-        const std::int16_t* right = runs + frames;
-        std::size_t i = 0;
-#if defined(__SSE2__)
-        for (; i + 8 <= frames; i += 8) {
-            const __m128i l = _mm_loadu_si128(reinterpret_cast<const __m128i*>(left + i));
-            const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(right + i));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), _mm_unpacklo_epi16(l, r));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i + 16), _mm_unpackhi_epi16(l, r));
-        }
-#endif
-        for (; i < frames; ++i) {
-            const std::int16_t pair[2] = {left[i], right[i]};
-            std::memcpy(out + 4 * i, pair, 4);
-        }
-        return;
-    }
     for (std::size_t i = 0; i < frames; ++i)
         for (int ch = 0; ch < channels; ++ch) {
             const auto v = static_cast<std::uint16_t>(runs[static_cast<std::size_t>(ch) * frames + i]);
@@ -347,25 +365,37 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
     const int channels = buffer.channelCount();
     const std::size_t frames = buffer.frameLength();
     Engines& e = *engines_;
-    e.quantized.resize(static_cast<std::size_t>(channels) * frames);
-    auto run = [&](int ch) { return e.quantized.data() + static_cast<std::size_t>(ch) * frames; };
     if (dither == DitherType::none) {
         // Undithered audio ends the running engines: the next dithered chunk starts from the seeds.
         e.type = DitherType::none;
         e.channels.clear();
+    } else if (e.type != dither || e.channels.size() != static_cast<std::size_t>(channels)) {
+        e.channels.clear();
+        for (int ch = 0; ch < channels; ++ch)
+            e.channels.push_back(std::make_unique<DitherEngine>(
+                dither, 16, DitherEngine::seedForChannel(static_cast<unsigned>(ch))));
+        e.type = dither;
     }
+    const std::size_t base = out.size();
+    const std::size_t bytesPerFrame = static_cast<std::size_t>(channels) * 2;
+    out.resize(base + frames * bytesPerFrame);
+    // Short stretches keep the widened samples in the cache from the dither to the rounding; the
+    // dither runs on across stretches as it does across chunks.
+    constexpr std::size_t stretchFrames = 2048;
+    for (std::size_t at = 0; at < frames; at += stretchFrames)
+        quantizeStretch(buffer, at, std::min(stretchFrames, frames - at),
+                        out.data() + base + at * bytesPerFrame);
+}
+
+void Exporter::Quantizer::quantizeStretch(const AudioBuffer& buffer, std::size_t from, std::size_t frames,
+                                          char* bytes) {
+    const int channels = buffer.channelCount();
+    Engines& e = *engines_;
     e.scratch.resize(static_cast<std::size_t>(channels) * frames);
     auto span = [&](int ch) { return std::span<double>(e.scratch.data() + ch * frames, frames); };
     for (int ch = 0; ch < channels; ++ch)
-        std::copy_n(buffer.channel(ch), frames, span(ch).begin());
-    if (dither != DitherType::none) {
-        if (e.type != dither || e.channels.size() != static_cast<std::size_t>(channels)) {
-            e.channels.clear();
-            for (int ch = 0; ch < channels; ++ch)
-                e.channels.push_back(std::make_unique<DitherEngine>(
-                    dither, 16, DitherEngine::seedForChannel(static_cast<unsigned>(ch))));
-            e.type = dither;
-        }
+        widen(buffer.channel(ch) + from, frames, span(ch).data());
+    if (!e.channels.empty()) {
         if (channels == 2) {
             DitherEngine::processPair(*e.channels[0], span(0), *e.channels[1], span(1));
         } else {
@@ -373,11 +403,14 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
                 e.channels[static_cast<std::size_t>(ch)]->process(span(ch));
         }
     }
+    if (channels == 2 && std::endian::native == std::endian::little) {
+        quantizeStereoLittleEndian(span(0).data(), span(1).data(), frames, bytes);
+        return;
+    }
+    e.quantized.resize(static_cast<std::size_t>(channels) * frames);
     for (int ch = 0; ch < channels; ++ch)
-        quantizeRun(span(ch).data(), frames, run(ch));
-    const std::size_t base = out.size();
-    out.resize(base + frames * static_cast<std::size_t>(channels) * 2);
-    interleaveLittleEndian(e.quantized.data(), channels, frames, out.data() + base);
+        quantizeRun(span(ch).data(), frames, e.quantized.data() + static_cast<std::size_t>(ch) * frames);
+    interleaveLittleEndian(e.quantized.data(), channels, frames, bytes);
 }
 
 DitherType Exporter::masterDitherType(const CDProject& project) {

@@ -102,6 +102,9 @@ class Quantizer final {
     void quantize(const AudioBuffer& buffer, DitherType dither, std::string& out);
 
   private:
+    // Dithers and rounds `frames` samples from `from` into `bytes`.
+    void quantizeStretch(const AudioBuffer& buffer, std::size_t from, std::size_t frames, char* bytes);
+
     struct Engines;
     std::unique_ptr<Engines> engines_;
 };

@@ -2,6 +2,7 @@
 
 #include "render/Exporter.h"
 
+#include "engines/DitherEngine.h"
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "model/GainEvaluator.h"
@@ -225,6 +226,38 @@ TEST(Exporter, ditherEnginesRestartWithFixedSeedsWhenTheTypeChanges) {
     second.quantize(buffer, DitherType::tpdf, afterNone);
     EXPECT_TRUE(fresh == afterNone);
     EXPECT_FALSE(fresh == continued);
+}
+
+TEST(Exporter, quantiserGivesWhatTheEnginesGiveOnTheWholeChunkForEveryType) {
+    // For every dither type a full chunk of two channels is exactly the engines run once over each
+    // whole channel and then rounded, however the quantiser divides its work inside.
+    constexpr std::size_t frames = 29400;
+    AudioBuffer buffer(44100, 2, frames);
+    for (int ch = 0; ch < 2; ++ch)
+        for (std::size_t n = 0; n < frames; ++n)
+            buffer.channel(ch)[n] = tone(ch, static_cast<std::int64_t>(n), 44100) * 0.01f;
+    buffer.setFrameLength(frames);
+    for (const DitherType type : allDitherTypes) {
+        if (type == DitherType::none)
+            continue;
+        std::vector<double> left(buffer.channel(0), buffer.channel(0) + frames);
+        std::vector<double> right(buffer.channel(1), buffer.channel(1) + frames);
+        DitherEngine leftEngine(type, 16, DitherEngine::seedForChannel(0));
+        DitherEngine rightEngine(type, 16, DitherEngine::seedForChannel(1));
+        DitherEngine::processPair(leftEngine, left, rightEngine, right);
+        Exporter::Quantizer quantizer;
+        std::string bytes;
+        quantizer.quantize(buffer, type, bytes);
+        ASSERT_EQ(bytes.size(), frames * 4);
+        const auto sampleAt = [&bytes](std::size_t k) {
+            return static_cast<std::int16_t>(static_cast<std::uint8_t>(bytes[2 * k]) |
+                                             static_cast<std::uint8_t>(bytes[2 * k + 1]) << 8);
+        };
+        for (std::size_t n = 0; n < frames; ++n) {
+            ASSERT_EQ(sampleAt(2 * n), Exporter::toInt16(left[n])) << rawValue(type) << " left " << n;
+            ASSERT_EQ(sampleAt(2 * n + 1), Exporter::toInt16(right[n])) << rawValue(type) << " right " << n;
+        }
+    }
 }
 
 TEST(Exporter, quantiserScalesByFullPositiveRange) {
