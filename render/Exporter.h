@@ -2,8 +2,9 @@
 // The one road from a project to 16-bit disc audio: walks the audio blocks, reads each source in its
 // converted form, applies fades, gain, envelope and crossfades in float, dithers once at the end and
 // writes raw sectors. Stateless; runs synchronously on the caller's background thread, and calls
-// `progress` and `emit` on that thread (writeImage hands the disk writes to a helper thread that it
-// joins before returning or throwing). Memory stays bounded: a few chunks of 50 frames at a time.
+// `progress` and `emit` on that thread (writeImage hands dither, rounding and disk writes to two
+// threads of its own, joined before it returns or throws). Memory stays bounded: a few chunks of 50
+// frames at a time.
 #include "engines/DitherType.h"
 #include "model/CDProject.h"
 #include "model/TrackPosition.h"
