@@ -35,8 +35,9 @@ class SRCEngine64 final : public StreamingResampler {
     // Runs tapsPerPhase / 2 zeros through the engine; call once after the last block.
     std::vector<double> flush() override;
 
-    // The same as processBlock, appending to output; allocates nothing once the engine's working
-    // buffer and output have grown to the block size.
+    // The same as processBlock, appending to output and reading a long block where it lies; allocates
+    // nothing once output has room for the block's outputs (and, at a fractional phase only, once the
+    // working buffer has grown to the block size).
     void process(std::span<const double> input, std::vector<double>& output);
     // The same as flush, appending to output.
     void flushInto(std::vector<double>& output);
