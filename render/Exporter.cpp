@@ -483,7 +483,7 @@ std::string Exporter::writeImage(const CDProject& project, const std::vector<Tra
     const std::string fileName = to.filename().string();
     std::string md5;
     {
-        // Declared after the closer: on every way out the writer thread is joined before the close.
+        // Declared after the closer: on every way out its threads are joined before the close.
         ImageWriter writer(fd, fileName, masterDitherType(project), digest);
         queueImage(project, positions, writer, [&](std::int64_t queued) {
             if (progress &&

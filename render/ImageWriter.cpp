@@ -16,7 +16,7 @@ namespace {
 
 // Chunks queued between the render and the quantiser: the render may run this far ahead.
 constexpr std::size_t chunkSlots = 4;
-// Byte buffers between the quantiser and the writer, each filled to at least writeBytes before it
+// Byte buffers between the quantiser and the writer, each filled to at least handOverBytes before it
 // goes out (about four chunks), so that the writer wakes and calls write() less often.
 constexpr std::size_t byteSlots = 3;
 constexpr std::size_t handOverBytes = std::size_t{448} << 10;
