@@ -58,15 +58,25 @@ class AudioFileReader final {
 
   private:
     struct Handle;
+    // How read() decodes: straight from the file's bytes, or through libsndfile's float conversion.
+    enum class ReadPath { decoder, rawInt16, rawInt24 };
+
     AudioFileReader(std::filesystem::path path, std::unique_ptr<Handle> handle, AudioFileFormat format,
-                    std::int64_t lengthFrames);
+                    std::int64_t lengthFrames, ReadPath readPath);
+
+    tl::expected<std::size_t, AudioFileError> readDecoded(AudioBuffer& buffer, std::size_t wanted);
+    tl::expected<std::size_t, AudioFileError> readRaw(AudioBuffer& buffer, std::size_t wanted);
+    // After a chunk came back short: readFailed if the decoder reports an error, else the data ends here.
+    tl::expected<void, AudioFileError> endOfData();
 
     std::filesystem::path path_;
     std::unique_ptr<Handle> handle_;
     AudioFileFormat format_;
     std::int64_t lengthFrames_ = 0;
     std::int64_t framePosition_ = 0;
-    std::vector<float> interleaved_; // scratch for de-interleaving, sized once at open
+    ReadPath readPath_ = ReadPath::decoder;
+    // Scratch for de-interleaving (float samples, or the file's raw bytes), sized once at open.
+    std::vector<float> interleaved_;
 };
 
 } // namespace orvane

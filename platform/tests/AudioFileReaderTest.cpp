@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <numbers>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -161,6 +165,171 @@ TEST_F(AudioFileReaderTest, wavCutShortInsideItsDataReadsWhatIsThere) {
     }
     EXPECT_EQ(reader->read(buffer).value_or(0), 0u);
     EXPECT_EQ(reader->lengthFrames(), static_cast<std::int64_t>(frames)); // a read-to-the-end loop stops
+}
+
+// Writes a PCM file through libsndfile from samples of the given width (frames x channels,
+// interleaved), with a title so that a chunk of text follows the audio data.
+void writePcm(const std::filesystem::path& path, int format, int channels, int bits,
+              const std::vector<std::int32_t>& samples) {
+    SF_INFO info{};
+    info.samplerate = 44100;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(out, nullptr) << sf_strerror(nullptr);
+    std::vector<int> justified;
+    for (std::int32_t s : samples) {
+        justified.push_back(static_cast<int>(static_cast<std::uint32_t>(s) << (32 - bits)));
+    }
+    const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
+    ASSERT_EQ(sf_writef_int(out, justified.data(), frames), frames);
+    sf_set_string(out, SF_STR_TITLE, "after the data"); // set late, so written behind the samples
+    sf_close(out);
+}
+
+// Where the samples of a WAV start: just past the "data" chunk's header.
+std::size_t wavDataOffset(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::size_t at = bytes.find("data");
+    EXPECT_NE(at, std::string::npos);
+    return at + 8;
+}
+
+// Everything libsndfile's own float conversion gives for the file, interleaved.
+std::vector<float> decodedByLibsndfile(const std::filesystem::path& path) {
+    SF_INFO info{};
+    SNDFILE* in = sf_open(path.c_str(), SFM_READ, &info);
+    EXPECT_NE(in, nullptr);
+    if (in == nullptr) {
+        return {};
+    }
+    std::vector<float> all(static_cast<std::size_t>(info.frames * info.channels));
+    const sf_count_t got = sf_readf_float(in, all.data(), info.frames);
+    all.resize(static_cast<std::size_t>(got * info.channels));
+    sf_close(in);
+    return all;
+}
+
+// Compares a read's frames, bit for bit, with the reference from the given frame on.
+void expectSameBits(const AudioBuffer& buffer, const std::vector<float>& reference, std::int64_t fromFrame) {
+    const auto channels = static_cast<std::size_t>(buffer.channelCount());
+    for (std::size_t i = 0; i < buffer.frameLength(); ++i) {
+        for (std::size_t c = 0; c < channels; ++c) {
+            const float expected = reference[(static_cast<std::size_t>(fromFrame) + i) * channels + c];
+            ASSERT_EQ(std::bit_cast<std::uint32_t>(buffer.channel(static_cast<int>(c))[i]),
+                      std::bit_cast<std::uint32_t>(expected))
+                << "frame " << fromFrame + static_cast<std::int64_t>(i) << " channel " << c;
+        }
+    }
+}
+
+TEST_F(AudioFileReaderTest, littleEndianPcmReadsBitIdenticalToLibsndfileAcrossOddReadsAndSeeks) {
+    // 16- and 24-bit WAV in 1, 2 and 6 channels, full-range random samples with both extremes, read in odd
+    // pieces and after seeks, equal libsndfile's normalised floats bit for bit and stop at the data's end.
+    std::mt19937 random(2718);
+    const int frames = 10007;
+    for (const int bits : {16, 24}) {
+        for (const int channels : {1, 2, 6}) {
+            SCOPED_TRACE(std::to_string(bits) + " bits, " + std::to_string(channels) + " channels");
+            const std::int32_t top = (1 << (bits - 1)) - 1;
+            std::uniform_int_distribution<std::int32_t> any(-top - 1, top);
+            std::vector<std::int32_t> samples(static_cast<std::size_t>(frames * channels));
+            for (auto& s : samples) {
+                s = any(random);
+            }
+            samples[0] = -top - 1;
+            samples[1] = top;
+            samples[samples.size() - 1] = -top - 1;
+            samples[samples.size() - 2] = top;
+            const int container = channels > 2 ? SF_FORMAT_WAVEX : SF_FORMAT_WAV;
+            const auto path = file("pcm" + std::to_string(bits) + "-" + std::to_string(channels) + ".wav");
+            writePcm(path, container | (bits == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24), channels, bits,
+                     samples);
+            const std::vector<float> reference = decodedByLibsndfile(path);
+            ASSERT_EQ(reference.size(), samples.size());
+            EXPECT_EQ(reference[0], -1.0f); // the scale is exactly 2^-(bits-1)
+            EXPECT_EQ(reference[1], static_cast<float>(top) / static_cast<float>(top + 1));
+
+            auto reader = AudioFileReader::open(path);
+            ASSERT_TRUE(reader.has_value());
+            AudioBuffer buffer = reader->makeBuffer(5000);
+            std::int64_t position = 0;
+            for (const std::size_t piece : {1u, 7u, 4097u, 333u, 4999u}) {
+                ASSERT_EQ(reader->read(buffer, piece).value(), piece);
+                expectSameBits(buffer, reference, position);
+                position += static_cast<std::int64_t>(piece);
+                ASSERT_EQ(reader->framePosition(), position);
+            }
+            for (const std::int64_t seek :
+                 {std::int64_t{3}, std::int64_t{frames - 4500}, std::int64_t{8191}}) {
+                ASSERT_TRUE(reader->setFramePosition(seek).has_value());
+                const std::size_t expected =
+                    std::min<std::size_t>(5000, static_cast<std::size_t>(frames - seek));
+                ASSERT_EQ(reader->read(buffer).value(), expected);
+                expectSameBits(buffer, reference, seek);
+            }
+            // The title chunk after the data never reads as audio.
+            ASSERT_TRUE(reader->setFramePosition(frames - 3).has_value());
+            EXPECT_EQ(reader->read(buffer).value(), 3u);
+            EXPECT_EQ(reader->read(buffer).value(), 0u);
+            EXPECT_EQ(reader->lengthFrames(), frames);
+        }
+    }
+}
+
+TEST_F(AudioFileReaderTest, truncatedPcmGivesTheFramesAndLengthLibsndfileGives) {
+    // A 16- or 24-bit stereo WAV cut inside a frame, shorter than its header says, reads the same whole
+    // frames as libsndfile's decoder, then nothing, and its length becomes what was read.
+    for (const int bits : {16, 24}) {
+        SCOPED_TRACE(std::to_string(bits) + " bits");
+        std::vector<std::int32_t> samples(2000);
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            samples[i] = static_cast<std::int32_t>(i * 37 % 20000) - 10000;
+        }
+        const auto path = file("cut" + std::to_string(bits) + ".wav");
+        writePcm(path, SF_FORMAT_WAV | (bits == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24), 2, bits, samples);
+        const std::size_t frameBytes = static_cast<std::size_t>(bits / 8 * 2);
+        std::filesystem::resize_file(path, wavDataOffset(path) + 600 * frameBytes + frameBytes / 2 + 1);
+        const std::vector<float> reference = decodedByLibsndfile(path);
+        ASSERT_EQ(reference.size(), 1200u);
+
+        auto reader = AudioFileReader::open(path);
+        ASSERT_TRUE(reader.has_value());
+        AudioBuffer buffer = reader->makeBuffer(1000);
+        ASSERT_EQ(reader->read(buffer, 599).value(), 599u);
+        ASSERT_EQ(reader->read(buffer).value(), 1u);
+        expectSameBits(buffer, reference, 599);
+        EXPECT_EQ(reader->read(buffer).value(), 0u);
+        EXPECT_EQ(reader->lengthFrames(), 600);
+        EXPECT_EQ(reader->framePosition(), 600);
+    }
+}
+
+TEST_F(AudioFileReaderTest, bigEndianAiffStillReadsExactly) {
+    // 16- and 24-bit AIFF, whose bytes are big-endian, read back to the exact values written.
+    for (const int bits : {16, 24}) {
+        SCOPED_TRACE(std::to_string(bits) + " bits");
+        const std::int32_t top = (1 << (bits - 1)) - 1;
+        std::vector<std::int32_t> samples;
+        for (std::int32_t i = 0; i < 500; ++i) {
+            samples.push_back(i * 4099 % top);
+            samples.push_back(i == 0 ? -top - 1 : -(i * 131) % top);
+        }
+        const auto path = file("big" + std::to_string(bits) + ".aiff");
+        writePcm(path, SF_FORMAT_AIFF | (bits == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24), 2, bits, samples);
+        auto reader = AudioFileReader::open(path);
+        ASSERT_TRUE(reader.has_value());
+        EXPECT_EQ(reader->fileFormat().container, AudioContainer::aiff);
+        AudioBuffer buffer = reader->makeBuffer(600);
+        ASSERT_TRUE(reader->setFramePosition(100).has_value());
+        ASSERT_EQ(reader->read(buffer).value(), 400u);
+        const float scale = 1.0f / static_cast<float>(top + 1);
+        for (std::size_t i = 0; i < 400; ++i) {
+            ASSERT_EQ(buffer.channel(0)[i], static_cast<float>(samples[(100 + i) * 2]) * scale);
+            ASSERT_EQ(buffer.channel(1)[i], static_cast<float>(samples[(100 + i) * 2 + 1]) * scale);
+        }
+    }
 }
 
 // Level and frequency of a stretch by correlation with a sine and a cosine over whole periods.
