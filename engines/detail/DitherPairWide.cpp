@@ -115,62 +115,33 @@ inline std::uint64_t advance(std::uint64_t s, std::size_t samples) noexcept {
     return s;
 }
 
-struct Feedback2 {
-    __m128d e0, e1, e2, e3;
-};
-
 struct Constants {
-    __m128d scale, inverse, signBit, half, largest, zero;
+    __m128d scale, inverse, signBit, half;
 };
 
 // One sample of both channels with its drawn dither values, as runPairLanes does it. A sample where
 // either lane needs a rare path is done again by the scalar step, from the state before it.
 template <DitherType Type>
-[[gnu::always_inline]] inline void feedbackStep(Feedback2& l, Channel& a, double* x, Channel& b, double* z,
+[[gnu::always_inline]] inline void feedbackStep(LaneHistory& l, Channel& a, double* x, Channel& b, double* z,
                                                 const double* drawn, const Constants& k) noexcept {
     using F = Feedback<Type>;
     const __m128d y = _mm_mul_pd(k.scale, _mm_set_pd(*z, *x));
     const __m128d d = _mm_load_pd(drawn);
-    __m128d w = k.zero;
-    __m128d rare = k.zero;
-    if constexpr (F::taps > 0) {
-        w = _mm_mul_pd(_mm_set1_pd(F::c[0]), l.e0);
-        if constexpr (F::taps > 1) {
-            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), l.e1));
-        }
-        if constexpr (F::taps > 2) {
-            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), l.e2));
-        }
-        if constexpr (F::taps > 3) {
-            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), l.e3));
-        }
-        rare = _mm_cmpnle_pd(_mm_andnot_pd(k.signBit, w), k.largest); // overflowed or NaN
-        if constexpr (F::taps < 4) {
-            rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, k.zero));
-        }
-    }
+    __m128d rare = _mm_setzero_pd();
+    const __m128d w = laneFeedbackSum<Type>(l, rare);
     const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
     const __m128d r = _mm_round_pd(v, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
     rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(k.signBit, v), k.scale)); // clamp, NaN, infinity
     rare = _mm_or_pd(rare, _mm_cmpeq_pd(_mm_andnot_pd(k.signBit, _mm_sub_pd(v, r)), k.half)); // a tie
     if (_mm_movemask_pd(rare) != 0) [[unlikely]] {
-        alignas(16) double e[4][2];
-        _mm_store_pd(e[0], l.e0);
-        _mm_store_pd(e[1], l.e1);
-        _mm_store_pd(e[2], l.e2);
-        _mm_store_pd(e[3], l.e3);
-        a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
-        b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+        storeHistory(l, a, b);
         stepWith<Type, false>(a, *x, drawn[0]);
         stepWith<Type, false>(b, *z, drawn[1]);
-        l = {_mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
+        l = loadHistory(a, b);
         return;
     }
     if constexpr (F::taps > 0) {
-        l.e3 = l.e2;
-        l.e2 = l.e1;
-        l.e1 = l.e0;
-        l.e0 = _mm_sub_pd(r, v);
+        pushError(l, _mm_sub_pd(r, v));
     }
     // r and v have the same sign unless r is zero; the sign of v makes it std::round's zero.
     const __m128d out = _mm_mul_pd(_mm_or_pd(r, _mm_and_pd(v, k.signBit)), k.inverse);
@@ -182,19 +153,13 @@ template <DitherType Type>
 // errors of the history are kept up to date, and a.s and b.s are left at the state after the last.
 template <DitherType Type>
 void runBlocks(Channel& a, double* x, Channel& b, double* z, std::size_t count) noexcept {
-    const Constants k{_mm_set1_pd(a.scale),
-                      _mm_set1_pd(a.inverse),
-                      _mm_set1_pd(-0.0),
-                      _mm_set1_pd(0.5),
-                      _mm_set1_pd(std::numeric_limits<double>::max()),
-                      _mm_setzero_pd()};
+    const Constants k{_mm_set1_pd(a.scale), _mm_set1_pd(a.inverse), _mm_set1_pd(-0.0), _mm_set1_pd(0.5)};
     alignas(32) double drawn[2][2 * kBlock];
     StretchStarts current = stretchStarts(a.s, b.s);
     Draw draw = beginDraw(current);
     for (std::size_t j = 0; j < kStretch; ++j)
         drawStep(draw, j, drawn[0]);
-    Feedback2 l{_mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2),
-                _mm_set_pd(b.e3, a.e3)};
+    LaneHistory l = loadHistory(a, b);
     std::size_t done = 0;
     std::size_t page = 0;
     while (done + kBlock < count) {
@@ -219,13 +184,7 @@ void runBlocks(Channel& a, double* x, Channel& b, double* z, std::size_t count) 
         feedbackStep<Type>(l, a, x + done + i, b, z + done + i, drawn[page] + 2 * i, k);
     a.s = advance(current.left[rest / kStretch], rest % kStretch);
     b.s = advance(current.right[rest / kStretch], rest % kStretch);
-    alignas(16) double e[4][2];
-    _mm_store_pd(e[0], l.e0);
-    _mm_store_pd(e[1], l.e1);
-    _mm_store_pd(e[2], l.e2);
-    _mm_store_pd(e[3], l.e3);
-    a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
-    b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+    storeHistory(l, a, b);
 }
 
 // As runPair: the blocks while at least one whole block is left before the last four samples, which

@@ -214,9 +214,62 @@ template <DitherType Type> inline void run(Channel& c, std::span<double> samples
 // the same order, so the same bits, for half the instructions. A sample where either lane needs a
 // rare path (a clamp, an exact tie, a zero or overflowing feedback sum, a NaN) is done again by the
 // scalar step for both lanes, from the state before it.
+// Both channels' four newest errors, left in the low lane.
+struct LaneHistory {
+    __m128d e0, e1, e2, e3;
+};
+
+inline LaneHistory loadHistory(const Channel& a, const Channel& b) noexcept {
+    return {_mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
+}
+
+inline void storeHistory(const LaneHistory& h, Channel& a, Channel& b) noexcept {
+    alignas(16) double e[4][2];
+    _mm_store_pd(e[0], h.e0);
+    _mm_store_pd(e[1], h.e1);
+    _mm_store_pd(e[2], h.e2);
+    _mm_store_pd(e[3], h.e3);
+    a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
+    b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+}
+
+// w = c1 e0 + c2 e1 + c3 e2 + c4 e3 in both lanes, left to right; marks in `rare` a lane whose sum
+// overflowed, or is zero where a dropped zero tap could have changed its sign.
+template <DitherType Type> inline __m128d laneFeedbackSum(const LaneHistory& h, __m128d& rare) noexcept {
+    using F = Feedback<Type>;
+    if constexpr (F::taps == 0) {
+        return _mm_setzero_pd();
+    } else {
+        __m128d w = _mm_mul_pd(_mm_set1_pd(F::c[0]), h.e0);
+        if constexpr (F::taps > 1) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), h.e1));
+        }
+        if constexpr (F::taps > 2) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), h.e2));
+        }
+        if constexpr (F::taps > 3) {
+            w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), h.e3));
+        }
+        const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), w);
+        rare = _mm_or_pd(rare, _mm_cmpnle_pd(magnitude, _mm_set1_pd(std::numeric_limits<double>::max())));
+        if constexpr (F::taps < 4) {
+            rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, _mm_setzero_pd()));
+        }
+        return w;
+    }
+}
+
+// The new error r - v enters the history.
+inline void pushError(LaneHistory& h, __m128d error) noexcept {
+    h.e3 = h.e2;
+    h.e2 = h.e1;
+    h.e1 = h.e0;
+    h.e0 = error;
+}
+
 struct Lanes {
     __m128i s;
-    __m128d e0, e1, e2, e3;
+    LaneHistory h;
 };
 
 inline __m128i xorshiftLanes(__m128i s) noexcept {
@@ -233,22 +286,17 @@ inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size
     const __m128d signBit = _mm_set1_pd(-0.0);
     const __m128d magic = _mm_set1_pd(0x1.8p52);
     const __m128d half = _mm_set1_pd(0.5);
-    const __m128d largest = _mm_set1_pd(std::numeric_limits<double>::max());
-    const __m128d zero = _mm_setzero_pd();
-    Lanes l{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)), _mm_set_pd(b.e0, a.e0),
-            _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2), _mm_set_pd(b.e3, a.e3)};
+    const auto load = [&] {
+        return Lanes{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)),
+                     loadHistory(a, b)};
+    };
+    Lanes l = load();
     const auto spill = [&] {
         alignas(16) std::uint64_t states[2];
-        alignas(16) double e[4][2];
         _mm_store_si128(reinterpret_cast<__m128i*>(states), l.s);
-        _mm_store_pd(e[0], l.e0);
-        _mm_store_pd(e[1], l.e1);
-        _mm_store_pd(e[2], l.e2);
-        _mm_store_pd(e[3], l.e3);
         a.s = states[0];
         b.s = states[1];
-        a.e0 = e[0][0], a.e1 = e[1][0], a.e2 = e[2][0], a.e3 = e[3][0];
-        b.e0 = e[0][1], b.e1 = e[1][1], b.e2 = e[2][1], b.e3 = e[3][1];
+        storeHistory(l.h, a, b);
     };
     for (std::size_t i = 0; i < count; ++i) {
         const __m128d y = _mm_mul_pd(scale, _mm_set_pd(z[i], x[i]));
@@ -258,24 +306,8 @@ inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size
         const __m128d d =
             _mm_add_pd(_mm_mul_pd(_mm_add_pd(stateAsDouble(s1), stateAsDouble(s2)), _mm_set1_pd(0x1p-64)),
                        _mm_set1_pd(-1.0));
-        __m128d w = zero;
-        __m128d rare = zero;
-        if constexpr (F::taps > 0) {
-            w = _mm_mul_pd(_mm_set1_pd(F::c[0]), l.e0);
-            if constexpr (F::taps > 1) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[1]), l.e1));
-            }
-            if constexpr (F::taps > 2) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[2]), l.e2));
-            }
-            if constexpr (F::taps > 3) {
-                w = _mm_add_pd(w, _mm_mul_pd(_mm_set1_pd(F::c[3]), l.e3));
-            }
-            rare = _mm_cmpnle_pd(_mm_andnot_pd(signBit, w), largest); // overflowed or NaN
-            if constexpr (F::taps < 4) {
-                rare = _mm_or_pd(rare, _mm_cmpeq_pd(w, zero));
-            }
-        }
+        __m128d rare = _mm_setzero_pd();
+        const __m128d w = laneFeedbackSum<Type>(l.h, rare);
         const __m128d v = F::taps > 0 ? _mm_add_pd(w, _mm_add_pd(y, d)) : _mm_add_pd(y, d);
         const __m128d r = _mm_sub_pd(_mm_add_pd(v, magic), magic);
         rare = _mm_or_pd(rare, _mm_cmpnle_pd(_mm_andnot_pd(signBit, v), scale)); // clamp, NaN, infinity
@@ -284,17 +316,12 @@ inline void runPairLanes(Channel& a, double* x, Channel& b, double* z, std::size
             spill();
             step<Type, false>(a, x[i]);
             step<Type, false>(b, z[i]);
-            l = Lanes{_mm_set_epi64x(static_cast<long long>(b.s), static_cast<long long>(a.s)),
-                      _mm_set_pd(b.e0, a.e0), _mm_set_pd(b.e1, a.e1), _mm_set_pd(b.e2, a.e2),
-                      _mm_set_pd(b.e3, a.e3)};
+            l = load();
             continue;
         }
         l.s = s2;
         if constexpr (F::taps > 0) {
-            l.e3 = l.e2;
-            l.e2 = l.e1;
-            l.e1 = l.e0;
-            l.e0 = _mm_sub_pd(r, v);
+            pushError(l.h, _mm_sub_pd(r, v));
         }
         // r and v have the same sign unless r is zero; the sign of v makes it std::round's zero.
         const __m128d out = _mm_mul_pd(_mm_or_pd(r, _mm_and_pd(v, signBit)), inverse);
