@@ -11,6 +11,7 @@
 #include "platform/AudioFileReader.h"
 #include "render/ImageWriter.h"
 #include "render/SRCRenderer.h"
+#include "render/detail/DigestHex.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -591,16 +592,7 @@ std::string Exporter::md5Hex(const std::filesystem::path& of, const ByteProgress
         if (progress && !progress(done))
             cancelled();
     }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_DigestFinal_ex(ctx.get(), digest, &length);
-    static constexpr char hex[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned int i = 0; i < length; ++i) {
-        text += hex[digest[i] >> 4];
-        text += hex[digest[i] & 0x0F];
-    }
-    return text;
+    return detail::finishDigestHex(ctx.get());
 }
 
 } // namespace orvane

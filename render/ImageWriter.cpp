@@ -2,6 +2,8 @@
 
 #include "render/ImageWriter.h"
 
+#include "render/detail/DigestHex.h"
+
 #include <openssl/evp.h>
 #include <unistd.h>
 
@@ -84,16 +86,7 @@ std::string ImageWriter::finish() {
         rethrowFailure();
     if (!digest_)
         return {};
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_DigestFinal_ex(digest_->context.get(), digest, &length);
-    static constexpr char hex[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned int i = 0; i < length; ++i) {
-        text += hex[digest[i] >> 4];
-        text += hex[digest[i] & 0x0F];
-    }
-    return text;
+    return detail::finishDigestHex(digest_->context.get());
 }
 
 void ImageWriter::fail(std::exception_ptr failure) noexcept {
