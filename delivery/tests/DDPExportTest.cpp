@@ -6,6 +6,7 @@
 #include "delivery/MD5Digest.h"
 #include "model/FileURL.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/tests/ProcessLimits.h"
 
 #include <sys/resource.h>
 
@@ -147,24 +148,6 @@ TEST(DDPExport, failureLeavesTheOldFilesetAndSecondExportReplacesByName) {
     EXPECT_EQ(fileBytes(out.path / "checksum.md5").find("CDTEXT.BIN"), std::string::npos);
 }
 
-// Holds the process's file size limit at `bytes` for one scope; past it a write fails with EFBIG
-// (the signal that would otherwise end the process is ignored meanwhile).
-struct FileSizeLimit {
-    rlimit saved{};
-    void (*savedHandler)(int) = nullptr;
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &saved);
-        savedHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limited = saved;
-        limited.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &saved);
-        std::signal(SIGXFSZ, savedHandler);
-    }
-};
-
 TEST(DDPExport, aFailingImageWriteKeepsTheOldFilesetAndSaysWhy) {
     // When the disk refuses IMAGE.DAT part-way (the file may not grow past 500 kB here), the export
     // fails with the system's reason, the old fileset stays as it was, and no thread is left behind.
@@ -175,12 +158,9 @@ TEST(DDPExport, aFailingImageWriteKeepsTheOldFilesetAndSaysWhy) {
     ASSERT_GT(positions.back().endLBA * 2352, 500000);
     putFile(out.path / "IMAGE.DAT", "old image");
     const auto before = namesIn(out.path);
-    const auto threads = [] {
-        return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator{});
-    };
-    const auto threadsBefore = threads();
+    const std::size_t threadsBefore = testing::threadCount();
     try {
-        const FileSizeLimit limit(500000);
+        const testing::FileSizeLimit limit(500000);
         Exporter::exportDDP(project, positions, out.path, {});
         ADD_FAILURE() << "the refused write went unnoticed";
     } catch (const ExportError& e) {
@@ -189,7 +169,7 @@ TEST(DDPExport, aFailingImageWriteKeepsTheOldFilesetAndSaysWhy) {
     }
     EXPECT_EQ(namesIn(out.path), before);
     EXPECT_EQ(fileBytes(out.path / "IMAGE.DAT"), "old image");
-    EXPECT_EQ(threads(), threadsBefore);
+    EXPECT_EQ(testing::threadCount(), threadsBefore);
 }
 
 TEST(DDPExport, noTracksIsRefusedWithoutLeavingAFolder) {

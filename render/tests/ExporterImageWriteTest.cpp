@@ -5,6 +5,7 @@
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/tests/ProcessLimits.h"
 #include "platform/tests/TempFolder.h"
 #include "render/Exporter.h"
 #include "render/ImageWriter.h"
@@ -26,7 +27,9 @@ namespace orvane {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::FileSizeLimit;
 using testing::TempFolder;
+using testing::threadCount;
 constexpr std::int64_t spf = 588;
 
 fs::path writeTone(const fs::path& file, std::int64_t frames, double hz) {
@@ -48,12 +51,6 @@ fs::path writeTone(const fs::path& file, std::int64_t frames, double hz) {
 std::string fileBytes(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// Threads of this process, from the kernel's own list.
-std::size_t threadCount() {
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator{}));
 }
 
 // Three tracks: fade-in with gain, a crossfade into an enveloped track that fades out, a pause,
@@ -142,24 +139,6 @@ TEST(ExporterImageWrite, cancellingMidImageStopsTheWriterThread) {
         EXPECT_EQ(threadCount(), threadsBefore);
     }
 }
-
-// Holds the process's file size limit at `bytes` for one scope; past it a write fails with EFBIG
-// (the signal that would otherwise end the process is ignored meanwhile).
-struct FileSizeLimit {
-    rlimit saved{};
-    void (*savedHandler)(int) = nullptr;
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &saved);
-        savedHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limited = saved;
-        limited.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &saved);
-        std::signal(SIGXFSZ, savedHandler);
-    }
-};
 
 TEST(ExporterImageWrite, aFailingDiskSurfacesItsReasonFromTheWriterThread) {
     // A write that fails part-way through the image (here: the file may not grow past 1 MB) ends the
