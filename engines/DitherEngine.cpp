@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <cstring>
 
 namespace orvane {
 
@@ -104,6 +105,41 @@ void DitherEngine::processPair(DitherEngine& left, std::span<double> leftSamples
     }
     left.storeChannel(a);
     right.storeChannel(b);
+}
+
+void DitherEngine::processPairTo16(DitherEngine& left, const float* leftSamples, DitherEngine& right,
+                                   const float* rightSamples, std::size_t frames, char* out) noexcept {
+    assert(left.bitDepth_ == 16 && right.bitDepth_ == 16);
+    if (hasWideLoop() && left.type_ == DitherType::tpdf && right.type_ == DitherType::tpdf &&
+        left.bitDepth_ == right.bitDepth_) {
+        Channel a = left.loadChannel();
+        Channel b = right.loadChannel();
+        detail::runTpdfPairTo16Wide(a, leftSamples, b, rightSamples, frames, out);
+        left.storeChannel(a);
+        right.storeChannel(b);
+        return;
+    }
+    // Otherwise through double a stretch at a time, on the stack; long enough for the two-channel
+    // loop to draw its random values ahead.
+    constexpr std::size_t stretch = 2048;
+    double l[stretch];
+    double r[stretch];
+    const auto integer = [](const DitherEngine& engine, double sample) {
+        if (engine.type_ != DitherType::none)
+            return gridInteger(sample, engine.scale_);
+        const double y = engine.scale_ * sample;
+        return std::isnan(y) ? std::int16_t{0} : static_cast<std::int16_t>(quantise(y, engine.scale_).q);
+    };
+    for (std::size_t at = 0; at < frames; at += stretch) {
+        const std::size_t n = std::min(stretch, frames - at);
+        std::copy_n(leftSamples + at, n, l);
+        std::copy_n(rightSamples + at, n, r);
+        processPair(left, std::span(l, n), right, std::span(r, n));
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::int16_t pair[2] = {integer(left, l[i]), integer(right, r[i])};
+            std::memcpy(out + 4 * (at + i), pair, sizeof pair);
+        }
+    }
 }
 
 } // namespace orvane

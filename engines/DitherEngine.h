@@ -6,6 +6,7 @@
 #include "engines/DitherType.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -47,6 +48,14 @@ class DitherEngine final {
     // run one after the other.
     static void processPair(DitherEngine& left, std::span<double> leftSamples, DitherEngine& right,
                             std::span<double> rightSamples) noexcept;
+
+    // Dithers two channels of 32-bit float audio to 16 bits and writes them as interleaved pairs of
+    // native 16-bit words, left first: the same integers as widening each sample to double, calling
+    // processPair, and multiplying back by scale(). TPDF on a processor with AVX2 never widens the
+    // audio at all. Both engines must be 16-bit (asserted). Engines of type none round to nearest,
+    // halves away from zero, with clamping, and a NaN gives 0.
+    static void processPairTo16(DitherEngine& left, const float* leftSamples, DitherEngine& right,
+                                const float* rightSamples, std::size_t frames, char* out) noexcept;
 
     DitherType type() const noexcept { return type_; }
     int bitDepth() const noexcept { return bitDepth_; }

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <span>
 
@@ -202,7 +203,98 @@ void runPairInBlocks(Channel& a, std::span<double> x, Channel& b, std::span<doub
     run<Type>(b, z.subspan(head));
 }
 
+// A 4 x 4 block of doubles turned over: lane j of row q becomes lane q of row j.
+inline void transpose4(__m256d& r0, __m256d& r1, __m256d& r2, __m256d& r3) noexcept {
+    const __m256d t0 = _mm256_unpacklo_pd(r0, r1); // 00 10 02 12
+    const __m256d t1 = _mm256_unpackhi_pd(r0, r1); // 01 11 03 13
+    const __m256d t2 = _mm256_unpacklo_pd(r2, r3); // 20 30 22 32
+    const __m256d t3 = _mm256_unpackhi_pd(r2, r3); // 21 31 23 33
+    r0 = _mm256_permute2f128_pd(t0, t2, 0x20);
+    r1 = _mm256_permute2f128_pd(t1, t3, 0x20);
+    r2 = _mm256_permute2f128_pd(t0, t2, 0x31);
+    r3 = _mm256_permute2f128_pd(t1, t3, 0x31);
+}
+
+// Draws one channel's dither values for a whole block, in sample order, from the four stretches'
+// generators in the lanes of g; g is left after the block's last draw.
+inline void drawBlock(__m256i g, double* out) noexcept {
+    for (std::size_t k = 0; k < kStretch; k += 4) {
+        __m256d v[4];
+        for (auto& row : v) {
+            const __m256i s1 = xorshiftLanes4(g);
+            g = xorshiftLanes4(s1);
+            row = ditherValues4(s1, g);
+        }
+        transpose4(v[0], v[1], v[2], v[3]);
+        for (std::size_t j = 0; j < 4; ++j)
+            _mm256_store_pd(out + j * kStretch + k, v[j]);
+    }
+}
+
+// One TPDF sample written out as its integer, for the samples the vector loop hands back.
+inline std::int16_t tpdfInteger(const Channel& c, float sample, double d) noexcept {
+    Channel copy = c;
+    double x = sample;
+    stepWith<DitherType::tpdf, false>(copy, x, d);
+    return gridInteger(x, c.scale);
+}
+
+inline void storePair(char* out, std::int16_t left, std::int16_t right) noexcept {
+    const std::int16_t pair[2] = {left, right};
+    std::memcpy(out, pair, sizeof pair);
+}
+
 } // namespace
+
+void runTpdfPairTo16Wide(DitherChannel& a, const float* x, DitherChannel& b, const float* z,
+                         std::size_t count, char* out) noexcept {
+    const __m256d scale = _mm256_set1_pd(a.scale);
+    const __m256d signBit = _mm256_set1_pd(-0.0);
+    const __m256d half = _mm256_set1_pd(0.5);
+    alignas(32) double left[kBlock];
+    alignas(32) double right[kBlock];
+    std::size_t done = 0;
+    for (; done + kBlock <= count; done += kBlock) {
+        const StretchStarts s = stretchStarts(a.s, b.s);
+        drawBlock(firstFour(s.left), left);
+        drawBlock(firstFour(s.right), right);
+        a.s = s.left[4];
+        b.s = s.right[4];
+        for (std::size_t i = 0; i < kBlock; i += 4) {
+            const std::size_t f = done + i;
+            const __m256d vl = _mm256_add_pd(_mm256_mul_pd(scale, _mm256_cvtps_pd(_mm_loadu_ps(x + f))),
+                                             _mm256_load_pd(left + i));
+            const __m256d vr = _mm256_add_pd(_mm256_mul_pd(scale, _mm256_cvtps_pd(_mm_loadu_ps(z + f))),
+                                             _mm256_load_pd(right + i));
+            const __m256d rl = _mm256_round_pd(vl, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+            const __m256d rr = _mm256_round_pd(vr, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+            // A clamp, a NaN or infinity, or an exact tie: the scalar step decides those frames.
+            __m256d rare = _mm256_cmp_pd(_mm256_andnot_pd(signBit, vl), scale, _CMP_NLE_UQ);
+            rare = _mm256_or_pd(rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, vr), scale, _CMP_NLE_UQ));
+            rare = _mm256_or_pd(
+                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vl, rl)), half, _CMP_EQ_OQ));
+            rare = _mm256_or_pd(
+                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vr, rr)), half, _CMP_EQ_OQ));
+            if (_mm256_movemask_pd(rare) != 0) [[unlikely]] {
+                for (std::size_t q = 0; q < 4; ++q)
+                    storePair(out + 4 * (f + q), tpdfInteger(a, x[f + q], left[i + q]),
+                              tpdfInteger(b, z[f + q], right[i + q]));
+                continue;
+            }
+            const __m128i both = _mm_packs_epi32(_mm256_cvtpd_epi32(rl), _mm256_cvtpd_epi32(rr));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * f),
+                             _mm_unpacklo_epi16(both, _mm_srli_si128(both, 8)));
+        }
+    }
+    for (; done < count; ++done) {
+        const std::uint64_t l1 = xorshift(a.s);
+        a.s = xorshift(l1);
+        const std::uint64_t r1 = xorshift(b.s);
+        b.s = xorshift(r1);
+        storePair(out + 4 * done, tpdfInteger(a, x[done], ditherValue(l1, a.s)),
+                  tpdfInteger(b, z[done], ditherValue(r1, b.s)));
+    }
+}
 
 void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
                  std::span<double> z) noexcept {
@@ -230,6 +322,8 @@ void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherC
 #else
 
 void runPairWide(DitherType, DitherChannel&, std::span<double>, DitherChannel&, std::span<double>) noexcept {}
+void runTpdfPairTo16Wide(DitherChannel&, const float*, DitherChannel&, const float*, std::size_t,
+                         char*) noexcept {}
 
 #endif
 

@@ -126,7 +126,24 @@ struct DitherChannel {
 void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
                  std::span<double> z) noexcept;
 
+// The same for two-channel TPDF straight from 32-bit float to interleaved 16-bit words, four frames
+// of a channel to a register: without feedback nothing is serial but the random sequence, drawn in
+// jumped-to stretches. The same integers as runPairWide followed by gridInteger. 16-bit engines only.
+void runTpdfPairTo16Wide(DitherChannel& a, const float* x, DitherChannel& b, const float* z,
+                         std::size_t count, char* out) noexcept;
+
 } // namespace detail
+
+namespace {
+
+// The integer k of a sample the dither left on the grid k / scale: k times the inverse, times scale,
+// lies within a few units in the last place of k, so rounding to nearest gives k back exactly.
+inline std::int16_t gridInteger(double sample, double scale) noexcept {
+    constexpr double magic = 0x1.8p52;
+    return static_cast<std::int16_t>(static_cast<std::int32_t>((sample * scale + magic) - magic));
+}
+
+} // namespace
 
 // One sample of the written algorithm. With KeepAll false the four oldest errors, which are never
 // read, are not shifted; the caller makes sure four full steps follow before the history is stored.

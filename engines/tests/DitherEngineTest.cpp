@@ -492,3 +492,60 @@ TEST(DitherEngine, bothBuildsOfTheTwoChannelLoopGiveTheSameBits) {
 
 } // namespace
 } // namespace orvane
+
+namespace orvane {
+namespace {
+
+TEST(DitherEngine, sixteenBitPairsFromFloatAreTheIntegersOfTheDoublePath) {
+    // processPairTo16 must give exactly what widening, processPair and scaling back give, whichever
+    // road it takes: the AVX2 TPDF loop (ties, clamps, NaN and infinity handed back to the scalar
+    // step; lengths around its 256-frame blocks; a buffer split between calls), the stretches
+    // through double for the shaped types, and plain rounding for none.
+    const std::size_t lengths[] = {1500, 255, 256, 257, 771};
+    const DitherType types[] = {DitherType::tpdf, DitherType::gesemann, DitherType::none};
+    for (const std::size_t length : lengths) {
+        std::vector<float> left(length), right(length);
+        const std::vector<double> l = mixedSignal(length, 7), r = mixedSignal(length, 8);
+        for (std::size_t i = 0; i < length; ++i) {
+            left[i] = static_cast<float>(l[i]);
+            right[i] = static_cast<float>(r[i]);
+        }
+        for (std::size_t i = 5; i < length; i += 61)
+            left[i] = static_cast<float>((static_cast<double>(i % 40) - 19.5) / 32767.0); // ties
+        left[length / 2] = std::numeric_limits<float>::quiet_NaN();
+        right[length / 3] = -std::numeric_limits<float>::infinity();
+        right[length - 1] = 2.5f;
+        for (const DitherType type : types) {
+            SCOPED_TRACE(std::string(rawValue(type)) + " " + std::to_string(length));
+            DitherEngine a(type, 16, DitherEngine::seedForChannel(0));
+            DitherEngine b(type, 16, DitherEngine::seedForChannel(1));
+            std::vector<double> x(left.begin(), left.end()), z(right.begin(), right.end());
+            DitherEngine::processPair(a, x, b, z);
+            std::vector<std::int16_t> expected(2 * length);
+            for (std::size_t i = 0; i < length; ++i) {
+                const auto integer = [&](double v) {
+                    if (type == DitherType::none)
+                        return std::isnan(v) ? 0L : std::lround(std::clamp(v, -1.0, 1.0) * 32767.0);
+                    return std::lround(v * 32767.0);
+                };
+                expected[2 * i] = static_cast<std::int16_t>(integer(x[i]));
+                expected[2 * i + 1] = static_cast<std::int16_t>(integer(z[i]));
+            }
+            DitherEngine c(type, 16, DitherEngine::seedForChannel(0));
+            DitherEngine d(type, 16, DitherEngine::seedForChannel(1));
+            std::vector<std::int16_t> got(2 * length);
+            const std::size_t split = length > 600 ? 517 : length;
+            char* bytes = reinterpret_cast<char*>(got.data());
+            DitherEngine::processPairTo16(c, left.data(), d, right.data(), split, bytes);
+            DitherEngine::processPairTo16(c, left.data() + split, d, right.data() + split, length - split,
+                                          bytes + 4 * split);
+            EXPECT_EQ(got, expected);
+            EXPECT_EQ(c.randomState(), a.randomState());
+            EXPECT_EQ(d.randomState(), b.randomState());
+            EXPECT_EQ(c.errorHistory(), a.errorHistory());
+        }
+    }
+}
+
+} // namespace
+} // namespace orvane
