@@ -8,6 +8,7 @@
 #include "model/TrackGain.h"
 
 #include <cstdint>
+#include <limits>
 
 namespace orvane {
 
@@ -15,10 +16,12 @@ struct CDTrack;
 
 struct GainEvaluator {
     EnvelopeCurve curve;
-    float baseMultiplier = 1.0f; // static gain as a multiplier, 1 when gain is off
-    bool isUnity = true;         // the track's gain stage does nothing
-    bool hasPoints = false;      // the envelope is enabled and has points
-    std::int64_t seg = 0;        // segment cursor of the envelope
+    float baseMultiplier = 1.0f;                            // static gain as a multiplier, 1 when gain is off
+    bool isUnity = true;                                    // the track's gain stage does nothing
+    bool hasPoints = false;                                 // the envelope is enabled and has points
+    std::int64_t seg = 0;                                   // segment cursor of the envelope
+    float lastDB = std::numeric_limits<float>::quiet_NaN(); // the level last turned into a gain...
+    float lastLinear = 0.0f;                                // ...and that gain
 
     GainEvaluator() = default;
     // For a render at samplesPerFrame samples per CD frame; at a rate other than 44.1 kHz point
@@ -31,10 +34,21 @@ struct GainEvaluator {
             return 1.0f;
         if (!hasPoints)
             return baseMultiplier;
-        return TrackGain::linearCurve(curve.dB(atSample, seg)) * baseMultiplier;
+        // Flat stretches of the envelope (before the first point, after the last, between equal
+        // points) give the same level sample after sample: the power is taken once for them.
+        const float dB = curve.dB(atSample, seg);
+        if (dB != lastDB) {
+            lastDB = dB;
+            lastLinear = TrackGain::linearCurve(dB);
+        }
+        return lastLinear * baseMultiplier;
     }
 
-    bool operator==(const GainEvaluator&) const = default;
+    // The same stage; the cursor and the last level are only where evaluation has got to.
+    bool operator==(const GainEvaluator& other) const {
+        return curve == other.curve && baseMultiplier == other.baseMultiplier && isUnity == other.isUnity &&
+               hasPoints == other.hasPoints;
+    }
 };
 
 } // namespace orvane

@@ -4,16 +4,45 @@
 
 #include <cassert>
 #include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace orvane {
+
+namespace detail {
+
+// std::allocator, except that elements made without a value are left unset, so that a buffer which
+// is about to be written in full need not be zeroed first.
+template <class T> struct UnsetAllocator {
+    using value_type = T;
+    UnsetAllocator() = default;
+    template <class U> UnsetAllocator(const UnsetAllocator<U>&) noexcept {}
+    T* allocate(std::size_t n) { return std::allocator<T>{}.allocate(n); }
+    void deallocate(T* p, std::size_t n) noexcept { std::allocator<T>{}.deallocate(p, n); }
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class V> void construct(U* p, V&& value) {
+        ::new (static_cast<void*>(p)) U(std::forward<V>(value));
+    }
+    friend bool operator==(const UnsetAllocator&, const UnsetAllocator&) noexcept { return true; }
+};
+
+} // namespace detail
 
 class AudioBuffer final {
   public:
     // Allocates channelCount x frameCapacity samples, all 0.0f; frameLength starts at 0.
     AudioBuffer(double sampleRate, int channelCount, std::size_t frameCapacity)
         : sampleRate_(sampleRate), channelCount_(channelCount > 0 ? channelCount : 0),
-          frameCapacity_(frameCapacity), samples_(static_cast<std::size_t>(channelCount_) * frameCapacity) {}
+          frameCapacity_(frameCapacity),
+          samples_(static_cast<std::size_t>(channelCount_) * frameCapacity, 0.0f) {}
+
+    // The same with the samples left unset, for a caller that sets every one before it is read: zeroing
+    // a large buffer is a pass over memory of its own.
+    static AudioBuffer unset(double sampleRate, int channelCount, std::size_t frameCapacity) {
+        return AudioBuffer(sampleRate, channelCount, frameCapacity, Unset{});
+    }
 
     AudioBuffer(const AudioBuffer&) = default;
     AudioBuffer& operator=(const AudioBuffer&) = default;
@@ -49,11 +78,17 @@ class AudioBuffer final {
     }
 
   private:
+    struct Unset {};
+    AudioBuffer(double sampleRate, int channelCount, std::size_t frameCapacity, Unset)
+        : sampleRate_(sampleRate), channelCount_(channelCount > 0 ? channelCount : 0),
+          frameCapacity_(frameCapacity), samples_(static_cast<std::size_t>(channelCount_) * frameCapacity) {}
+
     double sampleRate_;
     int channelCount_;
     std::size_t frameCapacity_;
     std::size_t frameLength_ = 0;
-    std::vector<float> samples_; // channel after channel, each frameCapacity_ long
+    std::vector<float, detail::UnsetAllocator<float>>
+        samples_; // channel after channel, each frameCapacity_ long
 };
 
 } // namespace orvane

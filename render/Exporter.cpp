@@ -85,35 +85,44 @@ std::optional<AudioFileReader> openAtTarget(const CDProject& project, std::int64
     return std::move(*reader);
 }
 
+AudioBuffer silentChunk(int targetRate, std::size_t frames) {
+    AudioBuffer out(targetRate, 2, frames);
+    out.setFrameLength(frames);
+    return out;
+}
+
 // `count` stereo samples at the target rate from `start`; whatever cannot be read is zero, so
 // the chunk always keeps its size.
 AudioBuffer readChunk(AudioFileReader* file, std::int64_t start, std::int64_t count, int targetRate) {
-    AudioBuffer out(targetRate, 2, static_cast<std::size_t>(count));
-    out.setFrameLength(static_cast<std::size_t>(count));
+    const auto frames = static_cast<std::size_t>(count);
     if (file == nullptr)
-        return out;
+        return silentChunk(targetRate, frames);
     const double rate = file->sampleRate();
     const auto pos = static_cast<std::int64_t>(rate * static_cast<double>(start) / targetRate);
     const auto n = static_cast<std::int64_t>(rate * static_cast<double>(count) / targetRate);
     if (n <= 0 || pos >= file->lengthFrames())
-        return out;
+        return silentChunk(targetRate, frames);
     if (file->framePosition() != pos) {
         if (auto sought = file->setFramePosition(pos); !sought) {
             logLine("Error reading segment: " + sought.error().message);
-            return out;
+            return silentChunk(targetRate, frames);
         }
     }
     if (file->channelCount() == 2 && file->sampleRate() == targetRate) {
-        // Already the working format: read straight into the chunk, whose tail stays zero when the
-        // file ends early.
-        if (auto got = file->read(out, static_cast<std::size_t>(n)); !got) {
-            logLine("Error reading segment: " + got.error().message);
-            for (int ch = 0; ch < 2; ++ch)
-                std::fill_n(out.channel(ch), out.frameCapacity(), 0.0f);
-        }
-        out.setFrameLength(static_cast<std::size_t>(count));
+        // Already the working format: read straight into an unset chunk and zero only what the read
+        // leaves, when the file ends early or fails, sparing a pass over the whole chunk.
+        AudioBuffer out = AudioBuffer::unset(targetRate, 2, frames);
+        std::size_t got = 0;
+        if (auto read = file->read(out, static_cast<std::size_t>(n)); read)
+            got = *read;
+        else
+            logLine("Error reading segment: " + read.error().message);
+        for (int ch = 0; ch < 2; ++ch)
+            std::fill(out.channel(ch) + got, out.channel(ch) + frames, 0.0f);
+        out.setFrameLength(frames);
         return out;
     }
+    AudioBuffer out = silentChunk(targetRate, frames);
     AudioBuffer raw = file->makeBuffer(static_cast<std::size_t>(n));
     if (auto got = file->read(raw, static_cast<std::size_t>(n)); !got) {
         logLine("Error reading segment: " + got.error().message);
@@ -130,9 +139,9 @@ AudioBuffer readChunk(AudioFileReader* file, std::int64_t start, std::int64_t co
         converted = std::move(*c);
         result = &*converted;
     }
-    const std::size_t frames = std::min(result->frameLength(), static_cast<std::size_t>(count));
+    const std::size_t copied = std::min(result->frameLength(), frames);
     for (int ch = 0; ch < 2; ++ch)
-        std::copy_n(result->channel(ch), frames, out.channel(ch));
+        std::copy_n(result->channel(ch), copied, out.channel(ch));
     return out;
 }
 
@@ -380,6 +389,12 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
     const std::size_t base = out.size();
     const std::size_t bytesPerFrame = static_cast<std::size_t>(channels) * 2;
     out.resize(base + frames * bytesPerFrame);
+    if (channels == 2 && !e.channels.empty() && std::endian::native == std::endian::little) {
+        // Dithered stereo goes from float to the image's words in one pass.
+        DitherEngine::processPairTo16(*e.channels[0], buffer.channel(0), *e.channels[1], buffer.channel(1),
+                                      frames, out.data() + base);
+        return;
+    }
     // Short stretches keep the widened samples in the cache from the dither to the rounding; the
     // dither runs on across stretches as it does across chunks.
     constexpr std::size_t stretchFrames = 2048;
