@@ -31,15 +31,17 @@ struct ImageWriter::Digest {
 
 ImageWriter::ImageWriter(int fd, std::string fileName, DitherType masterDither, Exporter::ImageDigest digest)
     : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither), chunks_(chunkSlots, 2),
-      bytes_(byteSlots, 1) {
+      bytes_(byteSlots, 1), written_(byteSlots, 1) {
     if (digest == Exporter::ImageDigest::md5) {
         digest_ = std::make_unique<Digest>();
         if (!digest_->context || EVP_DigestInit_ex(digest_->context.get(), EVP_md5(), nullptr) != 1)
             throw ExportError{"Exporter", ExportErrorCode::writeFailed,
                               "Writing " + fileName_ + " failed: MD5 is not available", std::nullopt};
     }
-    writer_ = std::thread([this] { writeAll(); });
     try {
+        if (digest_)
+            digester_ = std::thread([this] { digestAll(); });
+        writer_ = std::thread([this] { writeAll(); });
         quantiser_ = std::thread([this] { quantiseAll(); });
     } catch (...) {
         stopAndJoin();
@@ -54,10 +56,10 @@ ImageWriter::~ImageWriter() {
 void ImageWriter::stopAndJoin() noexcept {
     chunks_.stop();
     bytes_.stop();
-    if (quantiser_.joinable())
-        quantiser_.join();
-    if (writer_.joinable())
-        writer_.join();
+    written_.stop();
+    for (std::thread* t : {&quantiser_, &writer_, &digester_})
+        if (t->joinable())
+            t->join();
 }
 
 std::int64_t ImageWriter::put(RenderChunk& chunk) {
@@ -80,8 +82,9 @@ std::int64_t ImageWriter::put(RenderChunk& chunk) {
 
 std::string ImageWriter::finish() {
     chunks_.close();
-    quantiser_.join();
-    writer_.join();
+    for (std::thread* t : {&quantiser_, &writer_, &digester_})
+        if (t->joinable())
+            t->join();
     if (failure_)
         rethrowFailure();
     if (!digest_)
@@ -97,6 +100,7 @@ void ImageWriter::fail(std::exception_ptr failure) noexcept {
     }
     chunks_.stop();
     bytes_.stop();
+    written_.stop();
 }
 
 void ImageWriter::rethrowFailure() {
@@ -144,14 +148,28 @@ void ImageWriter::quantiseAll() noexcept {
 
 void ImageWriter::writeAll() noexcept {
     try {
-        while (const std::string* bytes = bytes_.nextToTake()) {
+        while (std::string* bytes = bytes_.nextToTake()) {
             writeBytes(*bytes);
-            if (digest_)
-                EVP_DigestUpdate(digest_->context.get(), bytes->data(), bytes->size());
+            if (digest_) {
+                // The digest thread gets these bytes; this slot gets back a buffer it has finished.
+                std::string* next = written_.slotToFill();
+                if (next == nullptr)
+                    return;
+                std::swap(*next, *bytes);
+                written_.publish();
+            }
             bytes_.taken();
         }
+        written_.close();
     } catch (...) {
         fail(std::current_exception());
+    }
+}
+
+void ImageWriter::digestAll() noexcept {
+    while (const std::string* bytes = written_.nextToTake()) {
+        EVP_DigestUpdate(digest_->context.get(), bytes->data(), bytes->size());
+        written_.taken();
     }
 }
 

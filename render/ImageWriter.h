@@ -1,9 +1,10 @@
 #pragma once
-// Quantises and writes a disc image on two threads of its own, so that the render, the dither and
-// the disk (with the image's MD5) overlap: the render hands over float chunks, a quantiser thread
-// turns them into 16-bit bytes in order, and a writer thread writes those and feeds the running
-// digest. Every member is called by the one thread that made the object; the inner threads never
-// outlive it. Memory is a few chunks, however long the image.
+// Quantises and writes a disc image on threads of its own, so that the render, the dither, the disk
+// and the image's MD5 overlap: the render hands over float chunks, a quantiser thread turns them into
+// 16-bit bytes in order, a writer thread writes those, and a digest thread (when a digest is asked
+// for) feeds them to the running MD5, which is serial by nature and as slow as the rest together.
+// Every member is called by the one thread that made the object; the inner threads never outlive it.
+// Memory is a few chunks, however long the image.
 #include "engines/DitherType.h"
 #include "render/Exporter.h"
 #include "render/detail/HandOff.h"
@@ -44,6 +45,7 @@ class ImageWriter final {
 
     void quantiseAll() noexcept;
     void writeAll() noexcept;
+    void digestAll() noexcept;
     void writeBytes(const std::string& bytes);
     void fail(std::exception_ptr failure) noexcept;
     [[noreturn]] void rethrowFailure();
@@ -55,10 +57,12 @@ class ImageWriter final {
     std::unique_ptr<Digest> digest_;
     detail::HandOff<Pending> chunks_;
     detail::HandOff<std::string> bytes_;
+    detail::HandOff<std::string> written_; // on to the digest; buffers are swapped, not copied
     std::mutex failureMutex_;
     std::exception_ptr failure_; // the first error of either thread
     std::thread quantiser_;
     std::thread writer_;
+    std::thread digester_;
 };
 
 } // namespace orvane
