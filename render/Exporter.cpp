@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -372,8 +373,15 @@ std::int16_t Exporter::toInt16(double sample) noexcept {
 }
 
 void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither, std::string& out) {
+    const std::size_t base = out.size();
+    out.resize(base + buffer.frameLength() * static_cast<std::size_t>(buffer.channelCount()) * 2);
+    quantize(buffer, 0, buffer.frameLength(), dither, out.data() + base);
+}
+
+void Exporter::Quantizer::quantize(const AudioBuffer& buffer, std::size_t from, std::size_t frames,
+                                   DitherType dither, char* out) {
     const int channels = buffer.channelCount();
-    const std::size_t frames = buffer.frameLength();
+    assert(from + frames <= buffer.frameLength());
     Engines& e = *engines_;
     if (dither == DitherType::none) {
         // Undithered audio ends the running engines: the next dithered chunk starts from the seeds.
@@ -386,21 +394,18 @@ void Exporter::Quantizer::quantize(const AudioBuffer& buffer, DitherType dither,
                 dither, 16, DitherEngine::seedForChannel(static_cast<unsigned>(ch))));
         e.type = dither;
     }
-    const std::size_t base = out.size();
     const std::size_t bytesPerFrame = static_cast<std::size_t>(channels) * 2;
-    out.resize(base + frames * bytesPerFrame);
     if (channels == 2 && !e.channels.empty() && std::endian::native == std::endian::little) {
         // Dithered stereo goes from float to the image's words in one pass.
-        DitherEngine::processPairTo16(*e.channels[0], buffer.channel(0), *e.channels[1], buffer.channel(1),
-                                      frames, out.data() + base);
+        DitherEngine::processPairTo16(*e.channels[0], buffer.channel(0) + from, *e.channels[1],
+                                      buffer.channel(1) + from, frames, out);
         return;
     }
     // Short stretches keep the widened samples in the cache from the dither to the rounding; the
     // dither runs on across stretches as it does across chunks.
     constexpr std::size_t stretchFrames = 2048;
     for (std::size_t at = 0; at < frames; at += stretchFrames)
-        quantizeStretch(buffer, at, std::min(stretchFrames, frames - at),
-                        out.data() + base + at * bytesPerFrame);
+        quantizeStretch(buffer, from + at, std::min(stretchFrames, frames - at), out + at * bytesPerFrame);
 }
 
 void Exporter::Quantizer::quantizeStretch(const AudioBuffer& buffer, std::size_t from, std::size_t frames,

@@ -101,6 +101,10 @@ class Quantizer final {
     // Appends the buffer's frameLength samples as interleaved 16-bit little-endian to `out`. The
     // engines are remade, with the fixed seeds, when the type or the channel count changes.
     void quantize(const AudioBuffer& buffer, DitherType dither, std::string& out);
+    // The same for `frames` frames from `from`, written to `out`, which has room for them. A buffer
+    // quantised in pieces, in order, gives the bytes of one call.
+    void quantize(const AudioBuffer& buffer, std::size_t from, std::size_t frames, DitherType dither,
+                  char* out);
 
   private:
     // Dithers and rounds `frames` samples from `from` into `bytes`.

@@ -4,11 +4,14 @@
 
 #include "render/detail/DigestHex.h"
 
+#include <fcntl.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -18,12 +21,33 @@ namespace {
 
 // Chunks queued between the render and the quantiser: the render may run this far ahead.
 constexpr std::size_t chunkSlots = 4;
-// Byte buffers between the quantiser and the writer, each filled to at least handOverBytes before it
-// goes out (about four chunks), so that the writer wakes and calls write() less often.
-constexpr std::size_t byteSlots = 3;
-constexpr std::size_t handOverBytes = std::size_t{448} << 10;
+// Blocks between the quantiser and the next stage: the digest where there is one, as it is the slowest
+// and should never wait for the render or the disk; then between the digest and the writer.
+constexpr std::size_t blockSlots = 3;
+constexpr std::size_t digestedSlots = 3;
+// Direct writes must start, end and sit in memory on the device's block boundaries; this is a multiple
+// of every block size in use.
+constexpr std::size_t alignment = 4096;
+// A block holds whole frames and whole device blocks, so that only the image's last block is short.
+constexpr std::size_t blockBytes = std::size_t{1} << 20;
+
+// Turns direct writes on for fd; false where the file system does not have them.
+bool enterDirect(int fd) noexcept {
+    const int flags = ::fcntl(fd, F_GETFL);
+    return flags >= 0 && ::fcntl(fd, F_SETFL, flags | O_DIRECT) == 0;
+}
+
+void leaveDirect(int fd) noexcept {
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags >= 0)
+        ::fcntl(fd, F_SETFL, flags & ~O_DIRECT);
+}
 
 } // namespace
+
+void ImageWriter::Block::Free::operator()(char* p) const noexcept {
+    ::operator delete[](p, std::align_val_t{alignment});
+}
 
 struct ImageWriter::Digest {
     std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context{EVP_MD_CTX_new(), EVP_MD_CTX_free};
@@ -31,7 +55,7 @@ struct ImageWriter::Digest {
 
 ImageWriter::ImageWriter(int fd, std::string fileName, DitherType masterDither, Exporter::ImageDigest digest)
     : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither), chunks_(chunkSlots, 2),
-      bytes_(byteSlots, 1), written_(byteSlots, 1) {
+      bytes_(blockSlots, 1), digested_(digestedSlots, 1) {
     if (digest == Exporter::ImageDigest::md5) {
         digest_ = std::make_unique<Digest>();
         if (!digest_->context || EVP_DigestInit_ex(digest_->context.get(), EVP_md5(), nullptr) != 1)
@@ -56,7 +80,7 @@ ImageWriter::~ImageWriter() {
 void ImageWriter::stopAndJoin() noexcept {
     chunks_.stop();
     bytes_.stop();
-    written_.stop();
+    digested_.stop();
     for (std::thread* t : {&quantiser_, &writer_, &digester_})
         if (t->joinable())
             t->join();
@@ -100,7 +124,7 @@ void ImageWriter::fail(std::exception_ptr failure) noexcept {
     }
     chunks_.stop();
     bytes_.stop();
-    written_.stop();
+    digested_.stop();
 }
 
 void ImageWriter::rethrowFailure() {
@@ -119,24 +143,41 @@ void ImageWriter::rethrowFailure() {
 void ImageWriter::quantiseAll() noexcept {
     try {
         Exporter::Quantizer quantizer;
-        std::string* out = nullptr;
+        Block* out = nullptr;
         while (Pending* pending = chunks_.nextToTake()) {
-            if (out == nullptr) {
-                out = bytes_.slotToFill();
-                if (out == nullptr)
-                    return;
-                out->clear();
+            const auto* silence = std::get_if<RenderChunk::Silence>(&pending->chunk.value);
+            const AudioBuffer* audio =
+                silence ? nullptr : &std::get<RenderChunk::Audio>(pending->chunk.value).buffer;
+            const std::size_t frameBytes = audio ? static_cast<std::size_t>(audio->channelCount()) * 2 : 4;
+            const std::size_t frames =
+                audio ? audio->frameLength()
+                      : static_cast<std::size_t>(std::max<std::int64_t>(silence->samples, 0));
+            // A chunk fills the block and goes on in the next one.
+            for (std::size_t done = 0; done < frames;) {
+                if (out == nullptr) {
+                    out = bytes_.slotToFill();
+                    if (out == nullptr)
+                        return;
+                    if (!out->data)
+                        out->data.reset(
+                            static_cast<char*>(::operator new[](blockBytes, std::align_val_t{alignment})));
+                    out->size = 0;
+                }
+                const std::size_t room = (blockBytes - out->size) / frameBytes;
+                const std::size_t n = std::min(frames - done, room);
+                char* at = out->data.get() + out->size;
+                if (audio)
+                    quantizer.quantize(*audio, done, n, pending->dither, at);
+                else
+                    std::memset(at, 0, n * frameBytes);
+                out->size += n * frameBytes;
+                done += n;
+                if (blockBytes - out->size < frameBytes) {
+                    bytes_.publish();
+                    out = nullptr;
+                }
             }
-            if (const auto* silence = std::get_if<RenderChunk::Silence>(&pending->chunk.value))
-                out->append(static_cast<std::size_t>(silence->samples) * 4, '\0');
-            else
-                quantizer.quantize(std::get<RenderChunk::Audio>(pending->chunk.value).buffer, pending->dither,
-                                   *out);
             chunks_.taken();
-            if (out->size() >= handOverBytes) {
-                bytes_.publish();
-                out = nullptr;
-            }
         }
         if (out != nullptr)
             bytes_.publish();
@@ -146,40 +187,52 @@ void ImageWriter::quantiseAll() noexcept {
     }
 }
 
+void ImageWriter::digestAll() noexcept {
+    while (Block* block = bytes_.nextToTake()) {
+        EVP_DigestUpdate(digest_->context.get(), block->data.get(), block->size);
+        // The writer gets these bytes; this slot gets back a block it has finished.
+        Block* next = digested_.slotToFill();
+        if (next == nullptr)
+            return;
+        std::swap(*next, *block);
+        digested_.publish();
+        bytes_.taken();
+    }
+    digested_.close();
+}
+
 void ImageWriter::writeAll() noexcept {
     try {
-        while (std::string* bytes = bytes_.nextToTake()) {
-            writeBytes(*bytes);
-            if (digest_) {
-                // The digest thread gets these bytes; this slot gets back a buffer it has finished.
-                std::string* next = written_.slotToFill();
-                if (next == nullptr)
-                    return;
-                std::swap(*next, *bytes);
-                written_.publish();
-            }
-            bytes_.taken();
+        detail::HandOff<Block>& input = digest_ ? digested_ : bytes_;
+        bool direct = enterDirect(fd_);
+        while (Block* block = input.nextToTake()) {
+            writeBytes(block->data.get(), block->size, direct);
+            input.taken();
         }
-        written_.close();
+        if (direct)
+            leaveDirect(fd_);
     } catch (...) {
         fail(std::current_exception());
     }
 }
 
-void ImageWriter::digestAll() noexcept {
-    while (const std::string* bytes = written_.nextToTake()) {
-        EVP_DigestUpdate(digest_->context.get(), bytes->data(), bytes->size());
-        written_.taken();
-    }
-}
-
-// Writes all of `bytes`, looping over partial writes.
-void ImageWriter::writeBytes(const std::string& bytes) {
-    std::string_view rest(bytes);
-    while (!rest.empty()) {
-        const ssize_t n = ::write(fd_, rest.data(), rest.size());
+// Writes all of `bytes`, looping over partial writes. A write that cannot go direct (a short block, an
+// offset off the device's blocks after a short write, a file system that takes the flag but not the
+// write) leaves direct mode for good and goes through the cache.
+void ImageWriter::writeBytes(const char* bytes, std::size_t size, bool& direct) {
+    while (size > 0) {
+        if (direct && size % alignment != 0) {
+            leaveDirect(fd_);
+            direct = false;
+        }
+        const ssize_t n = ::write(fd_, bytes, size);
         if (n < 0 && errno == EINTR)
             continue;
+        if (n < 0 && errno == EINVAL && direct) {
+            leaveDirect(fd_);
+            direct = false;
+            continue;
+        }
         if (n <= 0) {
             const std::string reason = n < 0 && errno != 0
                                            ? std::string(std::strerror(errno))
@@ -187,7 +240,8 @@ void ImageWriter::writeBytes(const std::string& bytes) {
             throw ExportError{"Exporter", ExportErrorCode::writeFailed,
                               "Writing " + fileName_ + " failed: " + reason, std::nullopt};
         }
-        rest.remove_prefix(static_cast<std::size_t>(n));
+        bytes += n;
+        size -= static_cast<std::size_t>(n);
     }
 }
 

@@ -1,10 +1,15 @@
 #pragma once
 // Quantises and writes a disc image on threads of its own, so that the render, the dither, the disk
 // and the image's MD5 overlap: the render hands over float chunks, a quantiser thread turns them into
-// 16-bit bytes in order, a writer thread writes those, and a digest thread (when a digest is asked
-// for) feeds them to the running MD5, which is serial by nature and as slow as the rest together.
+// 16-bit bytes in order, a digest thread (when a digest is asked for) feeds them to the running MD5,
+// which is serial by nature and as slow as the rest together, and a writer thread writes them.
 // Every member is called by the one thread that made the object; the inner threads never outlive it.
 // Memory is a few chunks, however long the image.
+//
+// The bytes go out in aligned blocks of whole device blocks, bypassing the page cache where the file
+// system allows it: an image is written once and read back at most once, and copying 800 MB through
+// the cache costs as much as dithering it. Whatever cannot be written that way (the last, shorter
+// block; a file system that refuses) is written through the cache as usual.
 #include "engines/DitherType.h"
 #include "render/Exporter.h"
 #include "render/detail/HandOff.h"
@@ -41,12 +46,20 @@ class ImageWriter final {
         RenderChunk chunk{RenderChunk::Silence{}};
         DitherType dither = DitherType::none;
     };
+    // A block of image bytes in memory aligned for direct writes; made on first use.
+    struct Block {
+        struct Free {
+            void operator()(char* p) const noexcept;
+        };
+        std::unique_ptr<char, Free> data;
+        std::size_t size = 0;
+    };
     struct Digest;
 
     void quantiseAll() noexcept;
     void writeAll() noexcept;
     void digestAll() noexcept;
-    void writeBytes(const std::string& bytes);
+    void writeBytes(const char* bytes, std::size_t size, bool& direct);
     void fail(std::exception_ptr failure) noexcept;
     [[noreturn]] void rethrowFailure();
     void stopAndJoin() noexcept;
@@ -56,8 +69,8 @@ class ImageWriter final {
     const DitherType masterDither_;
     std::unique_ptr<Digest> digest_;
     detail::HandOff<Pending> chunks_;
-    detail::HandOff<std::string> bytes_;
-    detail::HandOff<std::string> written_; // on to the digest; buffers are swapped, not copied
+    detail::HandOff<Block> bytes_;
+    detail::HandOff<Block> digested_; // from the digest on to the writer; blocks are swapped, not copied
     std::mutex failureMutex_;
     std::exception_ptr failure_; // the first error of either thread
     std::thread quantiser_;
