@@ -69,10 +69,20 @@ EnvelopeCurve::EnvelopeCurve(std::vector<GainPoint> points, float globalSmoothin
         return a.positionSamples < b.positionSamples;
     });
     tan = monotoneTangents(pts);
+    for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
+        const GainPoint& p0 = pts[i];
+        const GainPoint& p1 = pts[i + 1];
+        const float h = spanSamples(p0.positionSamples, p1.positionSamples);
+        const float m = (p1.gainDB - p0.gainDB) / h;
+        // Smoothing blends each end between the secant (0) and the monotone tangent (1).
+        const float r0 = unitClamped(p0.smoothing.value_or(global));
+        const float r1 = unitClamped(p1.smoothing.value_or(global));
+        segments.push_back({h, m + r0 * (tan[i] - m), m + r1 * (tan[i + 1] - m)});
+    }
 }
 
 float EnvelopeCurve::dB(std::int64_t atSample, std::int64_t& seg) const noexcept {
-    assert(tan.size() == pts.size());
+    assert(tan.size() == pts.size() && segments.size() + 1 == std::max<std::size_t>(pts.size(), 1));
     const auto n = static_cast<std::int64_t>(pts.size());
     if (n == 0)
         return 0.0f;
@@ -91,15 +101,8 @@ float EnvelopeCurve::dB(std::int64_t atSample, std::int64_t& seg) const noexcept
     const auto i = static_cast<std::size_t>(seg);
     const GainPoint& p0 = pts[i];
     const GainPoint& p1 = pts[i + 1];
-    const float h = spanSamples(p0.positionSamples, p1.positionSamples);
+    const auto [h, m0, m1] = segments[i];
     const float t = static_cast<float>(detail::saturatingSub(atSample, p0.positionSamples)) / h;
-    const float m = (p1.gainDB - p0.gainDB) / h;
-    // Smoothing blends each end between the secant (0) and the monotone tangent (1).
-    const float r0 = unitClamped(p0.smoothing.value_or(global));
-    const float r1 = unitClamped(p1.smoothing.value_or(global));
-    const float m0 = m + r0 * (tan[i] - m);
-    const float m1 = m + r1 * (tan[i + 1] - m);
-
     const float t2 = t * t;
     const float t3 = t2 * t;
     return (2.0f * t3 - 3.0f * t2 + 1.0f) * p0.gainDB + (t3 - 2.0f * t2 + t) * h * m0 +

@@ -16,6 +16,15 @@ struct EnvelopeCurve {
     std::vector<float> tan;     // one tangent per point, dB per sample
     float global = 0.0f;        // the track's smoothing, clamped to 0...1
 
+    // What evaluation needs of each segment between point i and i + 1, worked out once.
+    struct Segment {
+        float h;  // its length in samples, at least 1
+        float m0; // end tangents, each bent by its point's smoothing
+        float m1;
+        bool operator==(const Segment&) const = default;
+    };
+    std::vector<Segment> segments; // one fewer than the points
+
     EnvelopeCurve() = default;
     EnvelopeCurve(std::vector<GainPoint> points, float globalSmoothing);
 
