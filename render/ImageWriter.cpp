@@ -1,4 +1,4 @@
-// The image's quantiser and writer threads, joined by two small rings.
+// The image's quantiser, digest and writer threads, joined by small rings.
 
 #include "render/ImageWriter.h"
 
