@@ -68,8 +68,9 @@ void decodeStrided(const unsigned char* bytes, std::size_t firstFrame, std::size
 } // namespace
 
 // Wider vectors pay off here and the build targets the x86-64 baseline, so the hot functions also get
-// an AVX2 version, picked once at load time on machines that have it.
-#if defined(__x86_64__) && defined(__GNUC__)
+// an AVX2 version, picked once at load time on machines that have it. Not under ThreadSanitizer: it
+// instruments the picking function too, which the loader runs before the sanitizer is set up.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_THREAD__)
 #define ORVANE_PCM_PLANES_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define ORVANE_PCM_PLANES_CLONES
