@@ -45,25 +45,7 @@ void DitherEngine::process(std::span<double> samples) noexcept {
         return; // none leaves rounding to the caller's packing
     }
     Channel c = loadChannel();
-    switch (type_) {
-    case DitherType::none:
-        break;
-    case DitherType::tpdf:
-        run<DitherType::tpdf>(c, samples);
-        break;
-    case DitherType::highPass:
-        run<DitherType::highPass>(c, samples);
-        break;
-    case DitherType::lipshitz:
-        run<DitherType::lipshitz>(c, samples);
-        break;
-    case DitherType::shibata:
-        run<DitherType::shibata>(c, samples);
-        break;
-    case DitherType::gesemann:
-        run<DitherType::gesemann>(c, samples);
-        break;
-    }
+    withDitherType(type_, [&]<DitherType T>() { run<T>(c, samples); });
     storeChannel(c);
 }
 
@@ -84,25 +66,7 @@ void DitherEngine::processPair(DitherEngine& left, std::span<double> leftSamples
         right.storeChannel(b);
         return;
     }
-    switch (left.type_) {
-    case DitherType::none:
-        break;
-    case DitherType::tpdf:
-        runPair<DitherType::tpdf>(a, leftSamples, b, rightSamples);
-        break;
-    case DitherType::highPass:
-        runPair<DitherType::highPass>(a, leftSamples, b, rightSamples);
-        break;
-    case DitherType::lipshitz:
-        runPair<DitherType::lipshitz>(a, leftSamples, b, rightSamples);
-        break;
-    case DitherType::shibata:
-        runPair<DitherType::shibata>(a, leftSamples, b, rightSamples);
-        break;
-    case DitherType::gesemann:
-        runPair<DitherType::gesemann>(a, leftSamples, b, rightSamples);
-        break;
-    }
+    withDitherType(left.type_, [&]<DitherType T>() { runPair<T>(a, leftSamples, b, rightSamples); });
     left.storeChannel(a);
     right.storeChannel(b);
 }

@@ -298,25 +298,7 @@ void runTpdfPairTo16Wide(DitherChannel& a, const float* x, DitherChannel& b, con
 
 void runPairWide(DitherType type, DitherChannel& a, std::span<double> x, DitherChannel& b,
                  std::span<double> z) noexcept {
-    switch (type) {
-    case DitherType::none:
-        break;
-    case DitherType::tpdf:
-        runPairInBlocks<DitherType::tpdf>(a, x, b, z);
-        break;
-    case DitherType::highPass:
-        runPairInBlocks<DitherType::highPass>(a, x, b, z);
-        break;
-    case DitherType::lipshitz:
-        runPairInBlocks<DitherType::lipshitz>(a, x, b, z);
-        break;
-    case DitherType::shibata:
-        runPairInBlocks<DitherType::shibata>(a, x, b, z);
-        break;
-    case DitherType::gesemann:
-        runPairInBlocks<DitherType::gesemann>(a, x, b, z);
-        break;
-    }
+    withDitherType(type, [&]<DitherType T>() { runPairInBlocks<T>(a, x, b, z); });
 }
 
 #else

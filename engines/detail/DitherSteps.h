@@ -145,6 +145,34 @@ inline std::int16_t gridInteger(double sample, double scale) noexcept {
 
 } // namespace
 
+namespace {
+
+// Calls f.template operator()<Type>() with the type as a compile-time value, so that each loop is
+// built once per type from one place; none calls nothing.
+template <class F> inline void withDitherType(DitherType type, F&& f) {
+    switch (type) {
+    case DitherType::none:
+        break;
+    case DitherType::tpdf:
+        f.template operator()<DitherType::tpdf>();
+        break;
+    case DitherType::highPass:
+        f.template operator()<DitherType::highPass>();
+        break;
+    case DitherType::lipshitz:
+        f.template operator()<DitherType::lipshitz>();
+        break;
+    case DitherType::shibata:
+        f.template operator()<DitherType::shibata>();
+        break;
+    case DitherType::gesemann:
+        f.template operator()<DitherType::gesemann>();
+        break;
+    }
+}
+
+} // namespace
+
 // One sample of the written algorithm. With KeepAll false the four oldest errors, which are never
 // read, are not shifted; the caller makes sure four full steps follow before the history is stored.
 namespace {

@@ -463,22 +463,7 @@ TEST(DitherEngine, bothBuildsOfTheTwoChannelLoopGiveTheSameBits) {
             b.s = DitherEngine::seedForChannel(1);
             detail::DitherChannel aWide = a, bWide = b;
             std::vector<double> x = left, z = right, xWide = left, zWide = right;
-            switch (type) {
-            case DitherType::tpdf:
-                runPair<DitherType::tpdf>(a, x, b, z);
-                break;
-            case DitherType::highPass:
-                runPair<DitherType::highPass>(a, x, b, z);
-                break;
-            case DitherType::lipshitz:
-                runPair<DitherType::lipshitz>(a, x, b, z);
-                break;
-            case DitherType::shibata:
-                runPair<DitherType::shibata>(a, x, b, z);
-                break;
-            default:
-                runPair<DitherType::gesemann>(a, x, b, z);
-            }
+            withDitherType(type, [&]<DitherType T>() { runPair<T>(a, x, b, z); });
             detail::runPairWide(type, aWide, xWide, bWide, zWide);
             EXPECT_TRUE(sameBits(x, xWide));
             EXPECT_TRUE(sameBits(z, zWide));
