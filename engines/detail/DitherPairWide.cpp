@@ -215,20 +215,45 @@ inline void transpose4(__m256d& r0, __m256d& r1, __m256d& r2, __m256d& r3) noexc
     r3 = _mm256_permute2f128_pd(t1, t3, 0x31);
 }
 
-// Draws one channel's dither values for a whole block, in sample order, from the four stretches'
-// generators in the lanes of g; g is left after the block's last draw.
-inline void drawBlock(__m256i g, double* out) noexcept {
+// The TPDF value of two draws to within 2^-50, for the integer path: d = n 2^-51 - 1 with n the sum
+// of the draws' top 51 bits, which is below 2^52 and so is made a double exactly through the exponent
+// bits; that double times 2^-51 is 2 + n 2^-51, exact, and taking 3 off it is exact as well. The
+// written value rounds u1 and u2 to doubles and their sum once more, each within 2^-52 of the true
+// sum, so the two differ by less than 2^-49.
+inline __m256d nearDitherValues4(__m256i s1, __m256i s2) noexcept {
+    const __m256i n = _mm256_add_epi64(_mm256_srli_epi64(s1, 13), _mm256_srli_epi64(s2, 13));
+    const __m256d x = _mm256_castsi256_pd(_mm256_or_si256(n, _mm256_set1_epi64x(0x4330000000000000LL)));
+    return _mm256_sub_pd(_mm256_mul_pd(x, _mm256_set1_pd(0x1p-51)), _mm256_set1_pd(3.0));
+}
+
+// Draws both channels' near dither values for a whole block, in sample order, from the four
+// stretches' generators in the lanes of gl and gr. The channels take turns, so that each xorshift
+// chain runs while the other waits on its own last step.
+inline void drawNearBlock(__m256i gl, __m256i gr, double* left, double* right) noexcept {
     for (std::size_t k = 0; k < kStretch; k += 4) {
-        __m256d v[4];
-        for (auto& row : v) {
-            const __m256i s1 = xorshiftLanes4(g);
-            g = xorshiftLanes4(s1);
-            row = ditherValues4(s1, g);
+        __m256d l[4];
+        __m256d r[4];
+        for (std::size_t q = 0; q < 4; ++q) {
+            const __m256i l1 = xorshiftLanes4(gl);
+            const __m256i r1 = xorshiftLanes4(gr);
+            gl = xorshiftLanes4(l1);
+            gr = xorshiftLanes4(r1);
+            l[q] = nearDitherValues4(l1, gl);
+            r[q] = nearDitherValues4(r1, gr);
         }
-        transpose4(v[0], v[1], v[2], v[3]);
-        for (std::size_t j = 0; j < 4; ++j)
-            _mm256_store_pd(out + j * kStretch + k, v[j]);
+        transpose4(l[0], l[1], l[2], l[3]);
+        transpose4(r[0], r[1], r[2], r[3]);
+        for (std::size_t j = 0; j < 4; ++j) {
+            _mm256_store_pd(left + j * kStretch + k, l[j]);
+            _mm256_store_pd(right + j * kStretch + k, r[j]);
+        }
     }
+}
+
+// The written dither value of sample i of a block whose stretches begin at `starts`.
+inline double exactDitherValue(const std::array<std::uint64_t, 5>& starts, std::size_t i) noexcept {
+    const std::uint64_t s1 = xorshift(advance(starts[i / kStretch], i % kStretch));
+    return ditherValue(s1, xorshift(s1));
 }
 
 // One TPDF sample written out as its integer, for the samples the vector loop hands back.
@@ -250,14 +275,16 @@ void runTpdfPairTo16Wide(DitherChannel& a, const float* x, DitherChannel& b, con
                          std::size_t count, char* out) noexcept {
     const __m256d scale = _mm256_set1_pd(a.scale);
     const __m256d signBit = _mm256_set1_pd(-0.0);
-    const __m256d half = _mm256_set1_pd(0.5);
+    // With the near dither value, v is within 2^-36 of the written one (|v| < 2^16, so each sum
+    // rounds by at most 2^-38): further than 2^-30 from a half step, both round to the same integer
+    // and neither is a tie. Nearer than that, the written value decides.
+    const __m256d nearHalf = _mm256_set1_pd(0.5 - 0x1p-30);
     alignas(32) double left[kBlock];
     alignas(32) double right[kBlock];
     std::size_t done = 0;
     for (; done + kBlock <= count; done += kBlock) {
         const StretchStarts s = stretchStarts(a.s, b.s);
-        drawBlock(firstFour(s.left), left);
-        drawBlock(firstFour(s.right), right);
+        drawNearBlock(firstFour(s.left), firstFour(s.right), left, right);
         a.s = s.left[4];
         b.s = s.right[4];
         for (std::size_t i = 0; i < kBlock; i += 4) {
@@ -268,17 +295,18 @@ void runTpdfPairTo16Wide(DitherChannel& a, const float* x, DitherChannel& b, con
                                              _mm256_load_pd(right + i));
             const __m256d rl = _mm256_round_pd(vl, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
             const __m256d rr = _mm256_round_pd(vr, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
-            // A clamp, a NaN or infinity, or an exact tie: the scalar step decides those frames.
+            // A clamp, a NaN or infinity, or a sample next to a half step: the scalar step decides
+            // those frames with the written dither values.
             __m256d rare = _mm256_cmp_pd(_mm256_andnot_pd(signBit, vl), scale, _CMP_NLE_UQ);
             rare = _mm256_or_pd(rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, vr), scale, _CMP_NLE_UQ));
             rare = _mm256_or_pd(
-                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vl, rl)), half, _CMP_EQ_OQ));
+                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vl, rl)), nearHalf, _CMP_GE_OQ));
             rare = _mm256_or_pd(
-                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vr, rr)), half, _CMP_EQ_OQ));
+                rare, _mm256_cmp_pd(_mm256_andnot_pd(signBit, _mm256_sub_pd(vr, rr)), nearHalf, _CMP_GE_OQ));
             if (_mm256_movemask_pd(rare) != 0) [[unlikely]] {
                 for (std::size_t q = 0; q < 4; ++q)
-                    storePair(out + 4 * (f + q), tpdfInteger(a, x[f + q], left[i + q]),
-                              tpdfInteger(b, z[f + q], right[i + q]));
+                    storePair(out + 4 * (f + q), tpdfInteger(a, x[f + q], exactDitherValue(s.left, i + q)),
+                              tpdfInteger(b, z[f + q], exactDitherValue(s.right, i + q)));
                 continue;
             }
             const __m128i both = _mm_packs_epi32(_mm256_cvtpd_epi32(rl), _mm256_cvtpd_epi32(rr));
