@@ -6,6 +6,7 @@
 
 #include "model/GainPoint.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -34,6 +35,9 @@ struct EnvelopeCurve {
     // points. `seg` is a cursor on the segment used last: consecutive samples cost no search and
     // any jump costs only the walk to the new segment. Any value of `seg` is accepted.
     float dB(std::int64_t atSample, std::int64_t& seg) const noexcept;
+    // dB() of `count` consecutive samples from `fromSample` into `out`, the same values one by one;
+    // the samples of a segment are worked out side by side.
+    void dBRun(std::int64_t fromSample, std::size_t count, float* out, std::int64_t& seg) const noexcept;
     // The same with a cursor of its own, for single look-ups.
     float dB(std::int64_t atSample) const noexcept {
         std::int64_t seg = 0;

@@ -3,6 +3,7 @@
 #include "model/CDTrack.h"
 #include "model/detail/RateScale.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,21 @@ GainEvaluator::GainEvaluator(const CDTrack& track, std::int64_t samplesPerFrame)
     isUnity = !TrackGain::isActive(track);
     hasPoints = !curve.isEmpty();
     seg = 0;
+}
+
+void GainEvaluator::multipliers(std::int64_t fromSample, std::size_t count, float* out) noexcept {
+    if (isUnity || !hasPoints) {
+        std::fill_n(out, count, isUnity ? 1.0f : baseMultiplier);
+        return;
+    }
+    curve.dBRun(fromSample, count, out, seg);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (out[i] != lastDB) {
+            lastDB = out[i];
+            lastLinear = TrackGain::linearCurve(out[i]);
+        }
+        out[i] = lastLinear * baseMultiplier;
+    }
 }
 
 } // namespace orvane

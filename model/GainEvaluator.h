@@ -7,6 +7,7 @@
 #include "model/RedBook.h"
 #include "model/TrackGain.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 
@@ -43,6 +44,9 @@ struct GainEvaluator {
         }
         return lastLinear * baseMultiplier;
     }
+
+    // multiplier() of `count` consecutive samples from `fromSample` into `out`, the same values.
+    void multipliers(std::int64_t fromSample, std::size_t count, float* out) noexcept;
 
     // The same stage; the cursor and the last level are only where evaluation has got to.
     bool operator==(const GainEvaluator& other) const {

@@ -169,20 +169,25 @@ void applyFades(AudioBuffer& buffer, std::int64_t trackStartOffset, const CDTrac
             }
         return;
     }
+    // The gain stage a chunk at a time, then the fades over the samples they reach; each factor is
+    // the product of the same two floats as sample by sample.
+    std::vector<float> factors(static_cast<std::size_t>(frames));
+    evaluator.multipliers(trackStartOffset, factors.size(), factors.data());
+    if (inFadeIn || inFadeOut) {
+        for (std::int64_t j = 0; j < frames; ++j) {
+            const std::int64_t p = trackStartOffset + j;
+            if (fadeIn >= 1 && p < fadeIn)
+                factors[static_cast<std::size_t>(j)] *= BezierFade::multiplier(
+                    static_cast<float>(p) / static_cast<float>(fadeIn), track.fadeInCurve);
+            else if (p >= outStart && fadeOut >= 1)
+                factors[static_cast<std::size_t>(j)] *= BezierFade::multiplier(
+                    1.0f - static_cast<float>(p - outStart) / static_cast<float>(fadeOut),
+                    track.fadeOutCurve);
+        }
+    }
     for (std::int64_t j = 0; j < frames; ++j) {
-        const std::int64_t p = trackStartOffset + j;
-        float fade = 1.0f;
-        if (fadeIn >= 1 && p < fadeIn)
-            fade =
-                BezierFade::multiplier(static_cast<float>(p) / static_cast<float>(fadeIn), track.fadeInCurve);
-        else if (p >= outStart && fadeOut >= 1)
-            fade = BezierFade::multiplier(
-                1.0f - static_cast<float>(p - outStart) / static_cast<float>(fadeOut), track.fadeOutCurve);
-        const float factor = fade * evaluator.multiplier(p);
-        if (factor == 1.0f)
-            continue;
-        left[j] *= factor;
-        right[j] *= factor;
+        left[j] *= factors[static_cast<std::size_t>(j)];
+        right[j] *= factors[static_cast<std::size_t>(j)];
     }
 }
 
