@@ -1,27 +1,23 @@
 #include "engines/R8BrainSRC.h"
 
+#include "ToneFit.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 namespace orvane {
 namespace {
 
-std::vector<double> sine(std::size_t n, double hz, double rate) {
-    std::vector<double> s(n);
-    for (std::size_t i = 0; i < n; ++i)
-        s[i] = 0.5 * std::sin(2.0 * std::numbers::pi * hz * static_cast<double>(i) / rate);
-    return s;
-}
+using testing::sine;
 
 TEST(R8BrainSRC, withoutTheLibraryEveryStreamFailsAtFlushWithItsMessage) {
     // A build without r8brain still converts nothing silently: flush reports why, so an export stops.
     if (r8brainAvailable())
         GTEST_SKIP() << "this build carries r8brain";
     R8BrainSRC src(96000, 44100, 65536, 2.0, 24, false);
-    EXPECT_TRUE(src.processBlock(sine(1000, 1000.0, 96000)).empty());
+    EXPECT_TRUE(src.processBlock(sine(96000, 1000, 1000.0, 0.5)).empty());
     EXPECT_TRUE(src.flush().empty());
     ASSERT_TRUE(src.renderError());
     EXPECT_EQ(src.renderError()->message, "r8brain Free is not available in this build");
@@ -32,7 +28,7 @@ TEST(R8BrainSRC, withTheLibraryDeliversTheRatioLengthAndTheSine) {
     if (!r8brainAvailable())
         GTEST_SKIP() << "this build has no r8brain";
     R8BrainSRC src(96000, 44100, 4096, 2.0, 24, false);
-    const auto input = sine(96000 + 17, 1000.0, 96000);
+    const auto input = sine(96000, 96000 + 17, 1000.0, 0.5);
     std::vector<double> out;
     for (std::size_t at = 0; at < input.size(); at += 5000) {
         const std::vector<double> block(input.begin() + static_cast<std::ptrdiff_t>(at),
@@ -45,7 +41,7 @@ TEST(R8BrainSRC, withTheLibraryDeliversTheRatioLengthAndTheSine) {
     out.insert(out.end(), tail.begin(), tail.end());
     EXPECT_FALSE(src.renderError());
     ASSERT_EQ(out.size(), static_cast<std::size_t>(44100.0 * static_cast<double>(input.size()) / 96000.0));
-    const auto ideal = sine(out.size(), 1000.0, 44100);
+    const auto ideal = sine(44100, out.size(), 1000.0, 0.5);
     for (std::size_t i = out.size() / 4; i < out.size() * 3 / 4; ++i)
         ASSERT_NEAR(out[i], ideal[i], 1e-4) << i;
 }

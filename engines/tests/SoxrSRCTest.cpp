@@ -1,5 +1,7 @@
 #include "engines/SoxrSRC.h"
 
+#include "ToneFit.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +11,8 @@
 
 namespace orvane {
 namespace {
+
+using testing::sine;
 
 // Feeds the signal in blocks of the given sizes (repeating the pattern) and returns all output.
 std::vector<double> convert(SoxrSRC& src, const std::vector<double>& signal,
@@ -28,13 +32,6 @@ std::vector<double> convert(SoxrSRC& src, const std::vector<double>& signal,
     return out;
 }
 
-std::vector<double> sine(std::size_t n, double hz, double rate, double amplitude) {
-    std::vector<double> s(n);
-    for (std::size_t i = 0; i < n; ++i)
-        s[i] = amplitude * std::sin(2.0 * std::numbers::pi * hz * static_cast<double>(i) / rate);
-    return s;
-}
-
 struct RatePair {
     int fsIn;
     int fsOut;
@@ -50,7 +47,7 @@ TEST(SoxrSRC, deliversExactlyTheRatioLengthWhateverTheBlockSplitting) {
         for (const std::size_t length : {std::size_t{10007}, std::size_t{1}, std::size_t{88200}}) {
             for (const auto& blocks : splittings) {
                 SoxrSRC src(pair.fsIn, pair.fsOut, false);
-                const auto out = convert(src, sine(length, 997.0, pair.fsIn, 0.5), blocks);
+                const auto out = convert(src, sine(pair.fsIn, length, 997.0, 0.5), blocks);
                 const auto expected =
                     static_cast<std::size_t>(static_cast<double>(pair.fsOut) * length / pair.fsIn);
                 EXPECT_EQ(out.size(), expected) << pair.fsIn << " -> " << pair.fsOut << ", " << length;
@@ -93,15 +90,15 @@ TEST(SoxrSRC, keepsASinesLevelFrequencyAndTiming) {
     for (const RatePair pair : kPairs) {
         const double amplitude = 0.5;
         SoxrSRC src(pair.fsIn, pair.fsOut, false);
-        const auto out = convert(src, sine(pair.fsIn, 1000.0, pair.fsIn, amplitude), {8192});
-        const auto ideal = sine(out.size(), 1000.0, pair.fsOut, amplitude);
+        const auto out = convert(src, sine(pair.fsIn, pair.fsIn, 1000.0, amplitude), {8192});
+        const auto ideal = sine(pair.fsOut, out.size(), 1000.0, amplitude);
         double worst = 0.0;
         for (std::size_t i = out.size() / 4; i < out.size() * 3 / 4; ++i)
             worst = std::max(worst, std::fabs(out[i] - ideal[i]));
         EXPECT_LT(worst, 1e-5) << pair.fsIn << " -> " << pair.fsOut;
     }
     SoxrSRC minimum(96000, 44100, true);
-    const auto out = convert(minimum, sine(96000, 1000.0, 96000, 0.5), {8192});
+    const auto out = convert(minimum, sine(96000, 96000, 1000.0, 0.5), {8192});
     double sumSquares = 0.0;
     for (std::size_t i = out.size() / 4; i < out.size() / 4 + 4410; ++i)
         sumSquares += out[i] * out[i];

@@ -1,5 +1,7 @@
 #include "engines/SsrcSRC.h"
 
+#include "platform/tests/TempFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <numbers>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -25,32 +26,13 @@ std::vector<double> tones(std::size_t n, double rate,
     return s;
 }
 
-// A folder of its own for tools and files a test makes; removed at the end.
-class ScratchFolder {
-  public:
-    ScratchFolder() {
-        std::random_device device;
-        path_ =
-            fs::temp_directory_path() / ("ssrc-test-" + std::to_string(device()) + std::to_string(device()));
-        fs::create_directories(path_);
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    const fs::path& path() const { return path_; }
-
-    // An executable shell script with this body.
-    fs::path script(const std::string& name, const std::string& body) const {
-        const fs::path p = path_ / name;
-        std::ofstream(p) << "#!/bin/sh\n" << body << "\n";
-        fs::permissions(p, fs::perms(0755));
-        return p;
-    }
-
-  private:
-    fs::path path_;
-};
+// An executable shell script with this body in the folder.
+fs::path script(const testing::TempFolder& folder, const std::string& name, const std::string& body) {
+    const fs::path p = folder.path / name;
+    std::ofstream(p) << "#!/bin/sh\n" << body << "\n";
+    fs::permissions(p, fs::perms(0755));
+    return p;
+}
 
 std::vector<double> runStream(SsrcSRC& src, const std::vector<double>& input, std::size_t blockSamples) {
     for (std::size_t at = 0; at < input.size(); at += blockSamples) {
@@ -133,7 +115,7 @@ TEST(SsrcSRC, readsOnlyMono24BitOutputSkippingOtherChunks) {
 TEST(SsrcSRC, aFailingToolRunBecomesTheRenderError) {
     // A non-zero exit gives "SSRC conversion failed: " and the tool's standard error (or "exit N" when
     // that is not UTF-8); bad output gives the unreadable-output message; the stream's result is empty.
-    ScratchFolder scratch;
+    const testing::TempFolder scratch("ssrc-test");
     struct Case {
         std::string body;
         std::string message;
@@ -145,13 +127,13 @@ TEST(SsrcSRC, aFailingToolRunBecomesTheRenderError) {
         {"printf 'RIFF' > \"$9\"; exit 0", "SSRC produced unreadable output."},
     };
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        const fs::path tool = scratch.script("tool" + std::to_string(i), cases[i].body);
+        const fs::path tool = script(scratch, "tool" + std::to_string(i), cases[i].body);
         SsrcSRC src(48000, 44100, 14, 145.0, 2.0, false, tool);
         EXPECT_TRUE(runStream(src, tones(4800, 48000, {{440.0, 0.5}}), 1000).empty());
         ASSERT_TRUE(src.renderError()) << cases[i].body;
         EXPECT_EQ(src.renderError()->message, cases[i].message);
     }
-    SsrcSRC missing(48000, 44100, 14, 145.0, 2.0, false, scratch.path() / "no-such-tool");
+    SsrcSRC missing(48000, 44100, 14, 145.0, 2.0, false, scratch.path / "no-such-tool");
     EXPECT_TRUE(missing.flush().empty());
     ASSERT_TRUE(missing.renderError());
     EXPECT_EQ(missing.ssrcError()->kind, SsrcSRC::SsrcError::Kind::conversionFailed);
@@ -160,10 +142,10 @@ TEST(SsrcSRC, aFailingToolRunBecomesTheRenderError) {
 TEST(SsrcSRC, passesTheContractsNineArguments) {
     // The tool gets --rate <out> --bits 24 --quiet --tmpfile <work>/ssrc.tmp <work>/in.wav <work>/out.wav,
     // and the private work folder goes with the converter.
-    ScratchFolder scratch;
-    const fs::path log = scratch.path() / "args";
+    const testing::TempFolder scratch("ssrc-test");
+    const fs::path log = scratch.path / "args";
     const fs::path tool =
-        scratch.script("tool", "for a in \"$@\"; do echo \"$a\" >> '" + log.string() + "'; done; exit 1");
+        script(scratch, "tool", "for a in \"$@\"; do echo \"$a\" >> '" + log.string() + "'; done; exit 1");
     {
         SsrcSRC src(96000, 88200, 14, 145.0, 2.0, false, tool);
         src.flush();

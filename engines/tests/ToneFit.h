@@ -1,6 +1,9 @@
 #pragma once
-// Test helpers for the converters: sines, and a least-squares fit of one sine of known frequency,
-// which gives its level and what is left over (images, aliases, noise) without an FFT.
+// Test helpers for the converters: sines, a whole-stream conversion, and a least-squares fit of one
+// sine of known frequency, which gives its level and what is left over (images, aliases, noise)
+// without an FFT.
+
+#include "engines/SRCEngine64.h"
 
 #include <cmath>
 #include <cstddef>
@@ -17,10 +20,19 @@ inline std::vector<double> sine(int fs, std::size_t count, double hz, double amp
     return s;
 }
 
+// The stream in one block, then the flush.
+inline std::vector<double> convert(SRCEngine64& engine, const std::vector<double>& x) {
+    auto y = engine.processBlock(x);
+    const auto tail = engine.flush();
+    y.insert(y.end(), tail.begin(), tail.end());
+    return y;
+}
+
 struct ToneFit {
     double amplitude = 0.0;
     double phase = 0.0;       // y ~ amplitude * sin(2 pi hz i / fs + phase)
     double residualRms = 0.0; // what the fitted sine (and DC) does not explain
+    double dc = 0.0;
 };
 
 // Fits a*sin + b*cos + c at hz over y[start ... start + count) and measures the rest.
@@ -44,11 +56,19 @@ inline ToneFit fitTone(const std::vector<double>& y, int fs, double hz, std::siz
         const double e = y[i] - (a * std::sin(w) + b * std::cos(w) + d);
         residual += e * e;
     }
-    return {std::hypot(a, b), std::atan2(b, a), std::sqrt(residual / n)};
+    return {std::hypot(a, b), std::atan2(b, a), std::sqrt(residual / n), d};
 }
 
 inline double dB(double ratio) {
     return 20.0 * std::log10(ratio);
+}
+
+// The level of y, away from `skip` samples at either end, in dB against a sine of `amplitude`.
+inline double levelDB(const std::vector<double>& y, std::size_t skip, double amplitude) {
+    double power = 0.0;
+    for (std::size_t i = skip; i < y.size() - skip; ++i)
+        power += y[i] * y[i];
+    return dB(std::sqrt(power / static_cast<double>(y.size() - 2 * skip)) / (amplitude / std::sqrt(2.0)));
 }
 
 } // namespace orvane::testing
