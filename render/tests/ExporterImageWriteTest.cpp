@@ -9,6 +9,7 @@
 #include "platform/tests/TempFolder.h"
 #include "render/Exporter.h"
 #include "render/ImageWriter.h"
+#include "render/tests/RenderTestFiles.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -27,30 +28,18 @@ namespace orvane {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::FileSizeLimit;
-using testing::TempFolder;
-using testing::threadCount;
+using namespace testing;
 constexpr std::int64_t spf = 588;
 
+// Left a sine at hz, right one at 1.5 hz, in 24 bits.
 fs::path writeTone(const fs::path& file, std::int64_t frames, double hz) {
-    AudioWriteSettings settings;
-    settings.sampleFormat = AudioSampleFormat::int24;
-    auto writer = AudioFileWriter::open(file, settings);
-    EXPECT_TRUE(writer.has_value());
-    AudioBuffer buffer(44100, 2, static_cast<std::size_t>(frames));
-    for (std::int64_t n = 0; n < frames; ++n) {
-        buffer.channel(0)[n] = static_cast<float>(0.6 * std::sin(2.0 * M_PI * hz * n / 44100.0));
-        buffer.channel(1)[n] = static_cast<float>(0.3 * std::sin(2.0 * M_PI * hz * 1.5 * n / 44100.0));
-    }
-    buffer.setFrameLength(static_cast<std::size_t>(frames));
-    EXPECT_TRUE(writer->write(buffer).has_value());
-    EXPECT_TRUE(writer->finish().has_value());
-    return file;
-}
-
-std::string fileBytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return writeSource(
+        file, 44100, 2, frames,
+        [hz](int ch, std::int64_t n) {
+            return static_cast<float>(ch == 0 ? 0.6 * std::sin(2.0 * M_PI * hz * n / 44100.0)
+                                              : 0.3 * std::sin(2.0 * M_PI * hz * 1.5 * n / 44100.0));
+        },
+        AudioSampleFormat::int24);
 }
 
 // Three tracks: fade-in with gain, a crossfade into an enveloped track that fades out, a pause,
@@ -102,7 +91,8 @@ struct Disc {
 
 TEST(ExporterImageWrite, imageBytesAndItsDigestMatchThePlainRender) {
     // The written image is byte for byte the single-threaded render (and the bytes this project
-    // has always given), and the digest handed back is that file's MD5.
+    // has always given, which an absent master dither, meaning TPDF, gives again), and the digest
+    // handed back is that file's MD5.
     Disc disc;
     ASSERT_LT(disc.positions[1].audioStartLBA, disc.positions[0].audioEndLBA); // a real crossfade
     const fs::path image = disc.folder.path / "IMAGE.DAT";
@@ -113,6 +103,7 @@ TEST(ExporterImageWrite, imageBytesAndItsDigestMatchThePlainRender) {
     EXPECT_TRUE(bytes == disc.plainRender());
     EXPECT_EQ(md5, Exporter::md5Hex(image));
     EXPECT_EQ(md5, "4edbeb9c040d9fc8927237f53482669a");
+    disc.project.masterDither = std::nullopt;
     EXPECT_EQ(Exporter::writeImage(disc.project, disc.positions, disc.folder.path / "again.dat"), "");
     EXPECT_TRUE(fileBytes(disc.folder.path / "again.dat") == bytes);
 }

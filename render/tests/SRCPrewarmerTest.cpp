@@ -1,13 +1,13 @@
 #include "render/SRCPrewarmer.h"
 
-#include "platform/AudioFileWriter.h"
+#include "platform/tests/TempFolder.h"
 #include "render/SRCRenderer.h"
+#include "render/tests/RenderTestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <mutex>
-#include <random>
 
 namespace orvane {
 namespace {
@@ -22,26 +22,12 @@ struct Report {
 
 class SRCPrewarmerTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::random_device device;
-        root_ =
-            fs::temp_directory_path() / ("srcprewarm-" + std::to_string(device()) + std::to_string(device()));
-        fs::create_directories(root_);
-        SRCRenderer::overrideCacheDirectory(root_ / "cache");
-    }
-    void TearDown() override {
-        SRCRenderer::overrideCacheDirectory(std::nullopt);
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
+    void SetUp() override { SRCRenderer::overrideCacheDirectory(root_ / "cache"); }
+    void TearDown() override { SRCRenderer::overrideCacheDirectory(std::nullopt); }
 
+    // Two thousand frames of mono silence.
     fs::path writeSource(const std::string& name, double rate) const {
-        const fs::path path = root_ / name;
-        auto writer = AudioFileWriter::open(path, {AudioContainer::wav, AudioSampleFormat::float32, rate, 1});
-        AudioBuffer buffer(rate, 1, 2000);
-        buffer.setFrameLength(2000);
-        EXPECT_TRUE(writer && writer->write(buffer) && writer->finish());
-        return path;
+        return testing::writeSource(root_ / name, rate, 1, 2000, [](int, std::int64_t) { return 0.0f; });
     }
 
     // The main queue of the test: tasks run at once, in posting order, under one lock.
@@ -55,7 +41,8 @@ class SRCPrewarmerTest : public ::testing::Test {
         return [this](const Uuid& id, SRCCacheState state) { reports_.push_back({id, state}); };
     }
 
-    fs::path root_;
+    const testing::TempFolder folder_{"srcprewarm"};
+    const fs::path& root_ = folder_.path;
     std::mutex mutex_;
     std::vector<Report> reports_;
     std::atomic<int> afterJobsCalls_{0};
@@ -106,9 +93,7 @@ TEST_F(SRCPrewarmerTest, oneTakeReportsNotNeededOrRenderingAndAlwaysEndsReady) {
         prewarmer.rebuildSRCCache(hiResID, hiRes, "Velmont SRC", "SoX VHQ", "Linear", "Minimum");
         prewarmer.waitUntilIdle();
     }
-    std::vector<Report> queued;
-    for (const Report& r : reports_)
-        queued.push_back(r);
+    const std::vector<Report>& queued = reports_;
     EXPECT_EQ(std::count(queued.begin(), queued.end(), Report{cdID, SRCCacheState::notNeeded}), 1);
     EXPECT_EQ(std::count(queued.begin(), queued.end(), Report{missingID, SRCCacheState::notNeeded}), 1);
     EXPECT_EQ(std::count(queued.begin(), queued.end(), Report{hiResID, SRCCacheState::rendering}), 1);

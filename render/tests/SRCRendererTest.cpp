@@ -2,7 +2,8 @@
 
 #include "engines/R8BrainSRC.h"
 #include "platform/AudioFileReader.h"
-#include "platform/AudioFileWriter.h"
+#include "platform/tests/TempFolder.h"
+#include "render/tests/RenderTestFiles.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <cmath>
 #include <fstream>
 #include <numbers>
-#include <random>
 #include <thread>
 
 namespace orvane {
@@ -23,36 +23,18 @@ namespace fs = std::filesystem;
 class SRCRendererTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::random_device device;
-        root_ = fs::temp_directory_path() /
-                ("srcrenderer-" + std::to_string(device()) + std::to_string(device()));
         fs::create_directories(root_ / "sources");
         SRCRenderer::overrideCacheDirectory(root_ / "cache");
     }
-    void TearDown() override {
-        SRCRenderer::overrideCacheDirectory(std::nullopt);
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
+    void TearDown() override { SRCRenderer::overrideCacheDirectory(std::nullopt); }
 
     // A float WAV; channel c carries a sine of 1000 * (c + 1) Hz at 0.5.
-    fs::path writeSource(const std::string& name, double rate, int channels, std::size_t frames) const {
-        const fs::path path = root_ / "sources" / name;
-        auto writer =
-            AudioFileWriter::open(path, {AudioContainer::wav, AudioSampleFormat::float32, rate, channels});
-        EXPECT_TRUE(writer);
-        AudioBuffer buffer(rate, channels, std::max<std::size_t>(frames, 1));
-        for (int c = 0; c < channels; ++c)
-            for (std::size_t i = 0; i < frames; ++i)
-                buffer.channel(c)[i] =
-                    static_cast<float>(0.5 * std::sin(2.0 * std::numbers::pi * 1000.0 * (c + 1) *
-                                                      static_cast<double>(i) / rate));
-        buffer.setFrameLength(frames);
-        if (frames > 0) {
-            EXPECT_TRUE(writer->write(buffer));
-        }
-        EXPECT_TRUE(writer->finish());
-        return path;
+    fs::path writeSource(const std::string& name, double rate, int channels, std::int64_t frames) const {
+        return testing::writeSource(
+            root_ / "sources" / name, rate, channels, frames, [rate](int c, std::int64_t i) {
+                return static_cast<float>(0.5 * std::sin(2.0 * std::numbers::pi * 1000.0 * (c + 1) *
+                                                         static_cast<double>(i) / rate));
+            });
     }
 
     static void setModificationSeconds(const fs::path& file, std::int64_t seconds) {
@@ -74,7 +56,8 @@ class SRCRendererTest : public ::testing::Test {
         return names;
     }
 
-    fs::path root_;
+    const testing::TempFolder folder_{"srcrenderer"};
+    const fs::path& root_ = folder_.path;
 };
 
 TEST(SRCRendererKey, namesAnEntryBySourceSettingsTimeAndRates) {
