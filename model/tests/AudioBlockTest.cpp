@@ -35,14 +35,17 @@ std::vector<AudioBlock> expected(std::initializer_list<std::variant<Silence, Tra
     return blocks;
 }
 
-TEST(AudioBlock, leadInIsSilenceThenTheTrack) {
-    // The first track's pre-gap is silence from frame 0; an empty layout gives no blocks.
+TEST(AudioBlock, leadInIsSilenceUpToTheFirstTrack) {
+    // The first track's pre-gap is silence from frame 0, at least 150 frames and longer when asked;
+    // an empty layout gives no blocks.
     const auto blocks = blocksOf(projectOf({CDTrack::make("T", std::nullopt, 150, 44100)}));
     EXPECT_EQ(blocks, expected({Silence{0, 150}, Track{0, 150, 75, 0}}));
     EXPECT_EQ(blocks[1].startFrame(), 150);
     EXPECT_EQ(blocks[1].durationFrames(), 75);
     EXPECT_EQ(blocks[1].endFrame(), 225);
     EXPECT_TRUE(AudioBlock::construct(CDProject{}, {}).empty());
+    EXPECT_EQ(blocksOf(projectOf({track(300, 400)})), expected({Silence{0, 300}, Track{0, 300, 400, 0}}));
+    EXPECT_EQ(blocksOf(projectOf({track(-100, 400)})), expected({Silence{0, 150}, Track{0, 150, 400, 0}}));
 }
 
 TEST(AudioBlock, gapsBecomeSilenceAndButtedTracksGetNone) {
@@ -103,12 +106,6 @@ TEST(AudioBlock, zeroLengthTrackKeepsAnEmptyBlock) {
     EXPECT_EQ(AudioBlock::construct(project, layout),
               expected({Silence{0, 150}, Track{0, 150, 400, 0}, Track{1, 550, 0, 0}, Silence{550, 75},
                         Track{2, 625, 300, 0}}));
-}
-
-TEST(AudioBlock, longerFirstPreGapGivesLongerLeadInSilence) {
-    // Track 1 lies further in when asked; a pre-gap below 150 still gives 150 frames of silence.
-    EXPECT_EQ(blocksOf(projectOf({track(300, 400)})), expected({Silence{0, 300}, Track{0, 300, 400, 0}}));
-    EXPECT_EQ(blocksOf(projectOf({track(-100, 400)})), expected({Silence{0, 150}, Track{0, 150, 400, 0}}));
 }
 
 } // namespace

@@ -9,23 +9,6 @@ CDTrack trackOfFrames(std::int64_t frames) {
     return CDTrack::make("T", std::nullopt, 150, frames * 588);
 }
 
-TEST(CDTrack, madeTrackHasFreshIdAndDocumentDefaults) {
-    // A made track carries the four given values and the defaults a document would give it.
-    const CDTrack a = CDTrack::make("Intro", std::string{"GBAYE0000001"}, -75, 44100);
-    const CDTrack b = CDTrack::make("Intro", std::string{"GBAYE0000001"}, -75, 44100);
-    EXPECT_NE(a.id, b.id);
-    EXPECT_EQ(a.title, "Intro");
-    EXPECT_EQ(a.isrc, "GBAYE0000001");
-    EXPECT_EQ(a.preGap.totalFrames, -75);
-    EXPECT_EQ(a.sourceAudioSamples, 44100);
-    EXPECT_TRUE(a.indexLocked);
-    EXPECT_TRUE(a.ditherEnabled);
-    EXPECT_FALSE(a.gainEnabled);
-    EXPECT_FALSE(a.audioFileURL.has_value());
-    EXPECT_TRUE(a.versions.empty());
-    EXPECT_EQ(a.versionColorSeq, 0);
-}
-
 TEST(CDTrack, effectiveLengthRoundsTheTrimmedSourceUpAndNeverGoesNegative) {
     // The audible part after both trims, rounded up to frames; trims beyond the source give 0.
     CDTrack track = CDTrack::make("T", std::nullopt, 150, 44100);

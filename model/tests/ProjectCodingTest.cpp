@@ -374,16 +374,5 @@ TEST(ProjectCoding, hybridModeFalseIsKeptApartFromAbsent) {
     EXPECT_NE(*decoded, *absent);
 }
 
-TEST(ProjectCoding, negativePreGapKeepsItsSign) {
-    // An overlap of one second is read and written as -75 frames.
-    json track = minimalTrack();
-    track["preGap"] = json{{"totalFrames", -75}};
-    const auto decoded = ProjectCoding::decode(documentWithTracks({track}));
-    ASSERT_TRUE(decoded.has_value());
-    EXPECT_EQ(decoded->tracks[0].preGap, CDTime::frames(-75));
-    EXPECT_DOUBLE_EQ(decoded->tracks[0].preGap.seconds(), -1.0);
-    EXPECT_EQ(ProjectCoding::encode(*decoded)["tracks"][0]["preGap"].dump(), "{\"totalFrames\":-75}");
-}
-
 } // namespace
 } // namespace orvane

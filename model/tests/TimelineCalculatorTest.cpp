@@ -25,17 +25,13 @@ std::vector<TrackPosition> layout(const CDProject& project) {
     return result.value_or(std::vector<TrackPosition>{});
 }
 
-TEST(TimelineCalculator, singleTrackStartsAfterTheTwoSecondLeadIn) {
-    // One second of audio with the standard pre-gap lies at 150..225 with INDEX 00 at 0.
-    CDTrack one = CDTrack::make("T", std::nullopt, 150, 44100);
-    const auto positions = layout(projectOf({one}));
+TEST(TimelineCalculator, firstTrackStartsAfterALeadInOfAtLeast150Frames) {
+    // One second with the standard pre-gap lies at 150..225 with INDEX 00 at 0; a shorter or negative
+    // first pre-gap reads as 150, a longer one is honoured.
+    const auto positions = layout(projectOf({CDTrack::make("T", std::nullopt, 150, 44100)}));
     ASSERT_EQ(positions.size(), 1u);
     EXPECT_EQ(positions[0], (TrackPosition{1, 0, 150, 225, 150, 225}));
     EXPECT_TRUE(layout(CDProject{}).empty());
-}
-
-TEST(TimelineCalculator, firstTrackPreGapIsAtLeast150Frames) {
-    // A shorter or negative first pre-gap reads as 150; a longer one is honoured.
     EXPECT_EQ(layout(projectOf({track(-100, 400)}))[0], (TrackPosition{1, 0, 150, 550, 150, 550}));
     EXPECT_EQ(layout(projectOf({track(0, 400)}))[0].audioStartLBA, 150);
     EXPECT_EQ(layout(projectOf({track(300, 400)}))[0], (TrackPosition{1, 0, 300, 700, 300, 700}));

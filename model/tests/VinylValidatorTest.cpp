@@ -51,17 +51,14 @@ TEST_F(VinylValidatorTest, programWithoutEntriesGivesOnlyTheEmptyError) {
         (std::vector<ValidationIssue>{{Severity::error, "Vinyl program is empty — no tracks on any side."}}));
 }
 
-TEST_F(VinylValidatorTest, consistentProgramGivesTheVinylValidReport) {
+TEST_F(VinylValidatorTest, consistentProgramHasNothingToReport) {
     // Numbered sides well within target and every track placed leave nothing to report.
     CDProject project;
     project.tracks = {track(750), track(750)};
     VinylProgram program;
     program.sides = {side("Side A", {entry(project.tracks[0])}, "X-1"),
                      side("Side B", {entry(project.tracks[1])}, "X-2")};
-    const auto issues = VinylValidator::validate(program, project);
-    EXPECT_TRUE(issues.empty());
-    EXPECT_EQ(ProjectValidator::report(issues, VinylValidator::kValidTitle, VinylValidator::kValidText).text,
-              "No issues found. Sides fit the target and the program is consistent.");
+    EXPECT_TRUE(VinylValidator::validate(program, project).empty());
 }
 
 TEST_F(VinylValidatorTest, sideChecksInOrder) {
