@@ -1,6 +1,7 @@
 #include "metadata/AudioMetadataReader.h"
 
 #include "TagFileBuilder.h"
+#include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -53,8 +54,8 @@ TEST(AudioMetadataReader, readsBroadcastWaveChunksAroundTheAudio) {
 TEST(AudioMetadataReader, readsFilesOnDiskByPathAndURL) {
     // The same bytes read from a file give the same record; a missing file, a folder, a pipe or a URL that is
     // not a file give the empty record.
-    const std::filesystem::path folder = std::filesystem::temp_directory_path() / "orvane-tags-test";
-    std::filesystem::create_directories(folder);
+    const testing::TempFolder temp("orvane-tags-test");
+    const std::filesystem::path& folder = temp.path;
     const std::filesystem::path file = folder / "Morning Tide.wav";
     std::ofstream(file, std::ios::binary) << broadcastWave();
     EXPECT_EQ(AudioMetadataReader::read(FileURL::fromPath(file)), readBytes(broadcastWave()));
@@ -66,7 +67,6 @@ TEST(AudioMetadataReader, readsFilesOnDiskByPathAndURL) {
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(AudioMetadataReader::read(pipe), AudioFileMetadata{});
     EXPECT_EQ(AudioMetadataReader::read(FileURL{"https://example.com/a.wav"}), AudioFileMetadata{});
-    std::filesystem::remove_all(folder);
 }
 
 TEST(AudioMetadataReader, ordersTheSourcesOfEachField) {
