@@ -40,24 +40,21 @@ class MeridonTable : public ::testing::Test {
 TEST(MeridonReference, buildsTheCalibratedDesignForEachPair) {
     // Without the table, 48 kHz to 44.1 kHz runs 75 taps from start phase -92; 44.1 to 48 runs 116
     // from -109; 96 to 88.2 keeps the whole part 55 of 55.2; an unlisted pair uses 116 taps from 0.
-    auto down = MeridonReference::makeEngine(48000, 44100, std::nullopt);
-    EXPECT_EQ(down->tapsPerPhase(), 75);
-    EXPECT_EQ(down->L(), 147);
-    EXPECT_EQ(down->M(), 160);
-    EXPECT_EQ(down->phase_acc(), std::int64_t{-92} << 32);
-    EXPECT_EQ(down->bank().bank(),
+    struct Case {
+        int fsIn, fsOut, taps;
+        std::int64_t startRows;
+    };
+    for (const Case c : {Case{48000, 44100, 75, -92}, Case{44100, 48000, 116, -109},
+                         Case{96000, 88200, 58, 55}, Case{32000, 44100, 116, 0}}) {
+        SCOPED_TRACE(std::to_string(c.fsIn) + " to " + std::to_string(c.fsOut));
+        auto e = MeridonReference::makeEngine(c.fsIn, c.fsOut, std::nullopt);
+        EXPECT_EQ(e->tapsPerPhase(), c.taps);
+        EXPECT_EQ(e->phase_acc(), c.startRows << 32);
+    }
+    EXPECT_EQ(MeridonReference::makeEngine(48000, 44100, std::nullopt)->bank().bank(),
               PolyphaseFilterBank64(
                   147, 160, MeridonReference::designPrototype(147, 160, 75, 0.99888, 5.88856, true, -0.5), 75)
                   .bank());
-    auto up = MeridonReference::makeEngine(44100, 48000, std::nullopt);
-    EXPECT_EQ(up->tapsPerPhase(), 116);
-    EXPECT_EQ(up->phase_acc(), std::int64_t{-109} << 32);
-    auto odd = MeridonReference::makeEngine(96000, 88200, std::nullopt);
-    EXPECT_EQ(odd->tapsPerPhase(), 58);
-    EXPECT_EQ(odd->phase_acc(), std::int64_t{55} << 32);
-    auto unlisted = MeridonReference::makeEngine(32000, 44100, std::nullopt);
-    EXPECT_EQ(unlisted->tapsPerPhase(), 116);
-    EXPECT_EQ(unlisted->phase_acc(), 0);
 }
 
 TEST(MeridonReference, designPrototypeSumsToLAndCentresWhereAsked) {
