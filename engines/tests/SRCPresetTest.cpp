@@ -51,16 +51,5 @@ TEST(SRCPreset, givesMeridonItsCalibratedRowPerRatePair) {
               getParams("Meridon Reference", 48000, 44100));
 }
 
-TEST(SRCPreset, describesTheOtherConvertersWithOneRecordWhateverTheRates) {
-    // SoX, r8brain and SSRC have fixed records; Velmont and any unknown name share the beta-less one.
-    EXPECT_EQ(getParams("SoX VHQ", 96000, 44100), (SRCParams{-175.0, 0.95, 4096, "kaiser", 18.0, 0.0, true}));
-    EXPECT_EQ(getParams("r8brain Free", 1, 2), (SRCParams{-160.0, 0.9822, 1484, "kaiser", 51.64, 0.0, true}));
-    EXPECT_EQ(getParams("SSRC Shibata", 48000, 44100),
-              (SRCParams{-160.0, 0.9, 4096, "kaiser", 16.67, 0.0, true}));
-    const SRCParams velmont{-160.0, 0.904, 4096, "kaiser", std::nullopt, 0.0, true};
-    EXPECT_EQ(params(SRCPreset::velmontSRC, 48000, 44100), velmont);
-    EXPECT_EQ(getParams("", 48000, 44100), velmont);
-}
-
 } // namespace
 } // namespace orvane
