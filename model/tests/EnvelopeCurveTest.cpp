@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <random>
 #include <vector>
@@ -138,6 +140,49 @@ TEST(EnvelopeCurve, reusedCursorGivesTheSameLevelAsAFreshOneAfterAnyJump) {
     EXPECT_EQ(curve.dB(100000, wild), curve.dB(100000));
     wild = -7;
     EXPECT_EQ(curve.dB(100000, wild), curve.dB(100000));
+}
+
+TEST(EnvelopeCurve, aRunGivesTheLevelsOfSingleLookUpsBitForBit) {
+    // dBRun fills whole segments at once; every value must be the one dB() gives for that sample,
+    // across points, steps, the flat ends, and positions whose offsets do not fit 32 bits.
+    constexpr std::int64_t huge = std::numeric_limits<std::int64_t>::max();
+    struct Case {
+        const char* name;
+        std::vector<GainPoint> points;
+        float smoothing;
+        std::int64_t from;
+        std::size_t count;
+    };
+    const Case cases[] = {
+        {"segments and a step",
+         {point(100, -6.0f), point(700, 0.0f), point(700, -3.0f), point(1900, -60.0f)},
+         0.6f,
+         0,
+         2500},
+        {"one point", {point(50, -2.0f)}, 0.0f, 0, 120},
+        {"no points", {}, 1.0f, -10, 30},
+        {"beyond 32 bits", {point(-huge, -20.0f), point(huge, 0.0f)}, 1.0f, huge - 300, 300},
+        {"up to 32 bits",
+         {point(0, -12.0f), point(std::int64_t{1} << 33, 0.0f)},
+         0.3f,
+         (std::int64_t{1} << 31) - 300,
+         290},
+        {"across 32 bits",
+         {point(0, -12.0f), point(std::int64_t{1} << 33, 0.0f)},
+         0.3f,
+         (std::int64_t{1} << 31) - 100,
+         200},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const EnvelopeCurve curve(c.points, c.smoothing);
+        std::vector<float> run(c.count + 1, 1234.0f);
+        std::int64_t cursor = 7;
+        curve.dBRun(c.from, c.count, run.data(), cursor);
+        for (std::size_t i = 0; i < c.count; ++i)
+            ASSERT_EQ(run[i], curve.dB(c.from + static_cast<std::int64_t>(i))) << "sample " << i;
+        EXPECT_EQ(run[c.count], 1234.0f);
+    }
 }
 
 } // namespace
