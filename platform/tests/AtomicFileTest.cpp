@@ -1,11 +1,11 @@
 #include "platform/AtomicFile.h"
 
+#include "TempFolder.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
-#include <sstream>
 
 namespace orvane {
 namespace {
@@ -14,15 +14,6 @@ namespace fs = std::filesystem;
 
 class AtomicFileTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ =
-            fs::temp_directory_path() / ("orvane-atomic-" + std::to_string(::getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
     int entriesInFolder() const {
         int count = 0;
         for ([[maybe_unused]] const auto& entry : fs::directory_iterator(folder_))
@@ -30,7 +21,8 @@ class AtomicFileTest : public ::testing::Test {
         return count;
     }
 
-    fs::path folder_;
+    testing::TempFolder temp_{"orvane-atomic"};
+    const fs::path folder_ = temp_.path;
 };
 
 TEST_F(AtomicFileTest, writesAndReplacesWholeFilesKeepingPermissions) {

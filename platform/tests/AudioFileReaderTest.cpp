@@ -1,5 +1,6 @@
 #include "platform/AudioFileReader.h"
 
+#include "TempFolder.h"
 #include "platform/AudioFileWriter.h"
 
 #include <gtest/gtest.h>
@@ -20,15 +21,7 @@ namespace {
 
 class AudioFileReaderTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("orvane-reader-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                   "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directories(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-    std::filesystem::path file(const std::string& name) const { return folder_ / name; }
+    std::filesystem::path file(const std::string& name) const { return temp_.path / name; }
 
     // A 16-bit stereo WAV whose frame i holds i on the left and -i on the right (in steps of 2^-15),
     // so any frame read back tells where it came from.
@@ -45,7 +38,7 @@ class AudioFileReaderTest : public ::testing::Test {
         return file(name);
     }
 
-    std::filesystem::path folder_;
+    testing::TempFolder temp_{"orvane-reader"};
 };
 
 float rampValue(std::int64_t i) {
@@ -98,38 +91,6 @@ TEST_F(AudioFileReaderTest, seeksAndReadsFromThePositionWithShortReadsAtTheEnd) 
     EXPECT_EQ(mismatch.error().code, AudioFileErrorCode::formatMismatch);
 }
 
-TEST_F(AudioFileReaderTest, readsWaveFormatExtensibleWithManyChannels) {
-    // A WAVE_FORMAT_EXTENSIBLE file with 24-bit samples in 6 channels reads back exactly, channel by channel.
-    const auto path = file("extensible.wav");
-    SF_INFO info{};
-    info.samplerate = 96000;
-    info.channels = 6;
-    info.format = SF_FORMAT_WAVEX | SF_FORMAT_PCM_24;
-    SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(out, nullptr);
-    std::vector<int> frames(6 * 100);
-    for (int i = 0; i < 100; ++i) {
-        for (int c = 0; c < 6; ++c) {
-            frames[static_cast<std::size_t>(i * 6 + c)] =
-                (i * 1000 + c - 50000) * 256; // 24-bit values, left-justified
-        }
-    }
-    ASSERT_EQ(sf_writef_int(out, frames.data(), 100), 100);
-    sf_close(out);
-
-    auto reader = AudioFileReader::open(path);
-    ASSERT_TRUE(reader.has_value());
-    EXPECT_EQ(reader->fileFormat(),
-              (AudioFileFormat{AudioContainer::wav, AudioSampleFormat::int24, 96000, 6}));
-    AudioBuffer buffer = reader->makeBuffer(100);
-    ASSERT_EQ(reader->read(buffer).value(), 100u);
-    for (int i = 0; i < 100; ++i) {
-        for (int c = 0; c < 6; ++c) {
-            ASSERT_EQ(buffer.channel(c)[i], static_cast<float>(i * 1000 + c - 50000) / 8388608.0f);
-        }
-    }
-}
-
 TEST_F(AudioFileReaderTest, unreadableFilesFailToOpenAsValues) {
     // Garbage, empty, missing, folder and header-truncated files give openFailed naming the file, never a
     // crash.
@@ -147,24 +108,6 @@ TEST_F(AudioFileReaderTest, unreadableFilesFailToOpenAsValues) {
         EXPECT_EQ(reader.error().domain, "AudioFile");
         EXPECT_NE(reader.error().message.find(name), std::string::npos);
     }
-}
-
-TEST_F(AudioFileReaderTest, wavCutShortInsideItsDataReadsWhatIsThere) {
-    // A WAV that ends mid-data opens, and a read gives the frames that exist, exactly, then stops.
-    const auto path = writeRamp("cut.wav", 1000);
-    std::filesystem::resize_file(path, 44 + 400 * 4 + 2); // 400 whole frames and half of one more
-    auto reader = AudioFileReader::open(path);
-    ASSERT_TRUE(reader.has_value());
-    AudioBuffer buffer = reader->makeBuffer(1000);
-    auto got = reader->read(buffer);
-    const std::size_t frames = got ? *got : buffer.frameLength();
-    EXPECT_GE(frames, 400u);
-    EXPECT_LE(frames, 401u);
-    for (std::size_t i = 0; i < 400; ++i) {
-        ASSERT_EQ(buffer.channel(0)[i], rampValue(static_cast<std::int64_t>(i)));
-    }
-    EXPECT_EQ(reader->read(buffer).value_or(0), 0u);
-    EXPECT_EQ(reader->lengthFrames(), static_cast<std::int64_t>(frames)); // a read-to-the-end loop stops
 }
 
 // Writes a PCM file through libsndfile from samples of the given width (frames x channels,
@@ -225,8 +168,9 @@ void expectSameBits(const AudioBuffer& buffer, const std::vector<float>& referen
 }
 
 TEST_F(AudioFileReaderTest, littleEndianPcmReadsBitIdenticalToLibsndfileAcrossOddReadsAndSeeks) {
-    // 16- and 24-bit WAV in 1, 2 and 6 channels, full-range random samples with both extremes, read in odd
-    // pieces and after seeks, equal libsndfile's normalised floats bit for bit and stop at the data's end.
+    // 16- and 24-bit WAV in 1, 2 and 6 channels (6 as WAVE_FORMAT_EXTENSIBLE), full-range random samples
+    // with both extremes, read in odd pieces and after seeks, equal libsndfile's normalised floats bit for
+    // bit and stop at the data's end; the format is reported as written.
     std::mt19937 random(2718);
     const int frames = 10007;
     for (const int bits : {16, 24}) {
@@ -253,6 +197,10 @@ TEST_F(AudioFileReaderTest, littleEndianPcmReadsBitIdenticalToLibsndfileAcrossOd
 
             auto reader = AudioFileReader::open(path);
             ASSERT_TRUE(reader.has_value());
+            EXPECT_EQ(reader->fileFormat(),
+                      (AudioFileFormat{AudioContainer::wav,
+                                       bits == 16 ? AudioSampleFormat::int16 : AudioSampleFormat::int24,
+                                       44100, channels}));
             AudioBuffer buffer = reader->makeBuffer(5000);
             std::int64_t position = 0;
             for (const std::size_t piece : {1u, 7u, 4097u, 333u, 4999u}) {

@@ -1,5 +1,6 @@
 #include "platform/AudioFileWriter.h"
 
+#include "TempFolder.h"
 #include "platform/AudioFileReader.h"
 
 #include <gtest/gtest.h>
@@ -17,17 +18,9 @@ namespace {
 
 class AudioFileWriterTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("orvane-writer-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                   "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directories(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-    std::filesystem::path file(const std::string& name) const { return folder_ / name; }
+    std::filesystem::path file(const std::string& name) const { return temp_.path / name; }
 
-    std::filesystem::path folder_;
+    testing::TempFolder temp_{"orvane-writer"};
 };
 
 // Samples on the integer grid of `bits`, with both extremes, so a lossless round trip must be exact.

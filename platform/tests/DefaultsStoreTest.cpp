@@ -1,7 +1,8 @@
 #include "platform/DefaultsStore.h"
 
+#include "TempFolder.h"
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -16,15 +17,6 @@ namespace fs = std::filesystem;
 
 class DefaultsStoreTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ =
-            fs::temp_directory_path() / ("orvane-defaults-" + std::to_string(::getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
     fs::path file() const { return folder_ / "orvane" / "defaults.json"; }
 
     static std::string contents(const fs::path& path) {
@@ -39,7 +31,8 @@ class DefaultsStoreTest : public ::testing::Test {
         std::ofstream{path, std::ios::binary} << bytes;
     }
 
-    fs::path folder_;
+    testing::TempFolder temp_{"orvane-defaults"};
+    const fs::path folder_ = temp_.path;
 };
 
 TEST_F(DefaultsStoreTest, everyTypeSurvivesAReloadAndAbsentDiffersFromFalseOrZero) {

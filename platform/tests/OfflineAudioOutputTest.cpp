@@ -1,10 +1,9 @@
 #include "platform/OfflineAudioOutput.h"
 
+#include "TempFolder.h"
 #include "platform/AudioFileReader.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
@@ -42,18 +41,6 @@ struct Signal {
 
 class OfflineAudioOutputTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ =
-            fs::temp_directory_path() / ("orvane-offline-" + std::to_string(::getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-    void TearDown() override {
-        fs::permissions(folder_, fs::perms::owner_all, fs::perm_options::add);
-        fs::remove_all(folder_);
-    }
-
     std::vector<std::string> folderEntries() const {
         std::vector<std::string> names;
         for (const auto& entry : fs::directory_iterator(folder_))
@@ -92,7 +79,8 @@ class OfflineAudioOutputTest : public ::testing::Test {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 
-    fs::path folder_;
+    testing::TempFolder temp_{"orvane-offline"};
+    const fs::path folder_ = temp_.path;
 };
 
 TEST_F(OfflineAudioOutputTest, pullRunsTheCallbackInOrderedBlocksOnItsOwnClock) {
