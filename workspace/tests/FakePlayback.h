@@ -100,20 +100,24 @@ class FakePlayback final : public PlaybackControl {
         s_->calls.push_back("scrubTo(" + number(seconds) + ")");
     }
     void endScrub() override { s_->calls.push_back("endScrub"); }
-    void spoolStep(int direction) override { s_->calls.push_back("spoolStep(" + std::to_string(direction) + ")"); }
+    void spoolStep(int direction) override {
+        s_->calls.push_back("spoolStep(" + std::to_string(direction) + ")");
+    }
     void stopSpool() override { s_->calls.push_back("stopSpool"); }
     void loadPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
         s_->playing = false;
         s_->time = 0.0;
         s_->previewFile = file;
         s_->totalTime = static_cast<double>(totalFrames) / 75.0;
-        s_->calls.push_back("loadPreview(" + file.filename().string() + "," + std::to_string(totalFrames) + ")");
+        s_->calls.push_back("loadPreview(" + file.filename().string() + "," + std::to_string(totalFrames) +
+                            ")");
     }
     void switchPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
         s_->previewFile = file;
         s_->totalTime = static_cast<double>(totalFrames) / 75.0;
         s_->time = std::min(s_->time, s_->totalTime);
-        s_->calls.push_back("switchPreview(" + file.filename().string() + "," + std::to_string(totalFrames) + ")");
+        s_->calls.push_back("switchPreview(" + file.filename().string() + "," + std::to_string(totalFrames) +
+                            ")");
     }
     void stopPreview() override {
         s_->previewFile.reset();

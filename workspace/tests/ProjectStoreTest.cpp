@@ -1,12 +1,12 @@
 #include "workspace/ProjectStore.h"
 
+#include "platform/tests/TempFolder.h"
+#include "workspace/tests/TrackTestFiles.h"
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 namespace orvane {
 namespace {
@@ -65,23 +65,8 @@ ProjectStoreErrorCode codeOfDecoding(const std::string& bytes, std::string* mess
 
 class ProjectStoreFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ =
-            fs::temp_directory_path() / ("orvane-projectstore-" + std::to_string(::getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    static std::string contents(const fs::path& path) {
-        std::ifstream in{path, std::ios::binary};
-        std::ostringstream out;
-        out << in.rdbuf();
-        return out.str();
-    }
-
-    fs::path folder_;
+    testing::TempFolder temp_{"orvane-projectstore"};
+    const fs::path& folder_ = temp_.path;
 };
 
 TEST_F(ProjectStoreFiles, savingTwiceWritesTheSameBytesAndLoadingGivesTheProjectBack) {
@@ -92,12 +77,12 @@ TEST_F(ProjectStoreFiles, savingTwiceWritesTheSameBytesAndLoadingGivesTheProject
     ProjectStore::save(project, first);
     ProjectStore::save(project, second);
     ProjectStore::save(project, first);
-    EXPECT_EQ(contents(first), contents(second));
+    EXPECT_EQ(testing::fileBytes(first), testing::fileBytes(second));
 
     const auto loaded = ProjectStore::load(first);
     EXPECT_EQ(loaded.version, 1);
     EXPECT_EQ(loaded.project, project);
-    EXPECT_EQ(ProjectStore::encode(loaded.project), contents(first));
+    EXPECT_EQ(ProjectStore::encode(loaded.project), testing::fileBytes(first));
 }
 
 TEST(ProjectStore, theDocumentIsPrettyPrintedWithSortedKeysAndVersionOne) {
@@ -120,14 +105,12 @@ TEST(ProjectStore, oldVersionsOpenAndNewerOnesAreRefusedWithTheirNumber) {
     std::string message;
     EXPECT_EQ(codeOfDecoding(documentWithVersion("2"), &message), ProjectStoreErrorCode::unsupportedVersion);
     EXPECT_EQ(message, "Project file version 2 is not supported by this version of Orvane.");
-    EXPECT_EQ(ProjectStoreError::unsupportedVersion(2).version(), std::optional<std::int64_t>{2});
-    EXPECT_EQ(ProjectStoreError::unsupportedVersion(2).domain, "ProjectStore");
     // The plain decoder still reads a newer document, for whoever wants to say more about it.
     EXPECT_EQ(ProjectStore::decode(documentWithVersion("2")).version, 2);
 }
 
 TEST(ProjectStore, brokenDocumentsFailWithATextThatSaysWhatIsWrong) {
-    // Bad JSON, a missing top-level key, a wrong type, and a broken record each fail the whole document
+    // Bad JSON, a missing top-level key and a version of the wrong type each fail the whole document
     // with a message naming the problem.
     std::string message;
     EXPECT_EQ(codeOfDecoding("{\"version\": 1, \"project\": ", &message), ProjectStoreErrorCode::invalidJSON);
@@ -148,17 +131,11 @@ TEST(ProjectStore, brokenDocumentsFailWithATextThatSaysWhatIsWrong) {
     EXPECT_EQ(codeOfDecoding(documentWithVersion("1.5")), ProjectStoreErrorCode::invalidDocument);
     EXPECT_EQ(codeOfDecoding(documentWithVersion("18446744073709551615")),
               ProjectStoreErrorCode::invalidDocument);
-
-    auto document = nlohmann::json::parse(ProjectStore::encode(sampleProject()));
-    document["project"]["tracks"][1].erase("preGap");
-    EXPECT_EQ(codeOfDecoding(document.dump(), &message), ProjectStoreErrorCode::invalidDocument);
-    EXPECT_NE(message.find("preGap"), std::string::npos) << message;
 }
 
 TEST_F(ProjectStoreFiles, legacyExtensionsOpenAndNamedFilesAppearInTheMessages) {
-    // The open dialog's types are ovproj, ovt and orvane in any case; a legacy file loads like a
+    // Files named ovproj, ovt and orvane in any case open; a legacy file loads like a
     // current one; read failures and bad content name the file.
-    EXPECT_EQ(ProjectStore::openableExtensions(), (std::vector<std::string>{"ovproj", "ovt", "orvane"}));
     EXPECT_TRUE(ProjectStore::isOpenablePath("/a/Disc.ovproj"));
     EXPECT_TRUE(ProjectStore::isOpenablePath("/a/Disc.OVT"));
     EXPECT_TRUE(ProjectStore::isOpenablePath("Disc.orvane"));
@@ -196,7 +173,7 @@ TEST_F(ProjectStoreFiles, aFailedSaveLeavesTheOldDocumentWhole) {
     // already on disk keeps its bytes.
     const auto target = folder_ / "Keep.ovproj";
     ProjectStore::save(sampleProject(), target);
-    const std::string before = contents(target);
+    const std::string before = testing::fileBytes(target);
 
     auto unencodable = sampleProject();
     unencodable.tracks[0].gainDB = std::nanf("");
@@ -209,7 +186,7 @@ TEST_F(ProjectStoreFiles, aFailedSaveLeavesTheOldDocumentWhole) {
     auto badText = sampleProject();
     badText.albumTitle = "bad \xC3";
     EXPECT_THROW(ProjectStore::save(badText, target), ProjectStoreError);
-    EXPECT_EQ(contents(target), before);
+    EXPECT_EQ(testing::fileBytes(target), before);
 
     try {
         ProjectStore::save(sampleProject(), folder_ / "missing" / "New.ovproj");

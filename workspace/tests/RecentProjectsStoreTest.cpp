@@ -1,7 +1,8 @@
 #include "workspace/RecentProjectsStore.h"
 
+#include "platform/tests/TempFolder.h"
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace orvane {
 namespace {
@@ -10,25 +11,16 @@ namespace fs = std::filesystem;
 
 class RecentProjectsStoreTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder_ =
-            fs::temp_directory_path() / ("orvane-recent-" + std::to_string(::getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-        defaults_ = std::make_unique<DefaultsStore>(folder_ / "defaults.json");
-    }
-    void TearDown() override { fs::remove_all(folder_); }
+    fs::path project(int n) const { return folder_.path / ("Disc " + std::to_string(n) + ".ovproj"); }
 
-    fs::path project(int n) const { return folder_ / ("Disc " + std::to_string(n) + ".ovproj"); }
-
-    fs::path folder_;
-    std::unique_ptr<DefaultsStore> defaults_;
+    testing::TempFolder folder_{"orvane-recent"};
+    std::unique_ptr<DefaultsStore> defaults_ =
+        std::make_unique<DefaultsStore>(folder_.path / "defaults.json");
 };
 
-TEST_F(RecentProjectsStoreTest, reopeningAnEntryMovesItToTheTopOnce) {
+TEST_F(RecentProjectsStoreTest, reopeningAnEntryMovesItToTheTopOnceAndTenAreKept) {
     // Recording a path already listed leaves one entry, at the front, in the stored default too;
-    // a relative spelling of the same file is the same entry.
+    // a relative spelling of the same file is the same entry; the eleventh pushes out the oldest.
     RecentProjectsStore recent{*defaults_};
     recent.record(project(1));
     recent.record(project(2));
@@ -36,7 +28,7 @@ TEST_F(RecentProjectsStoreTest, reopeningAnEntryMovesItToTheTopOnce) {
     EXPECT_EQ(recent.urls(), (std::vector<fs::path>{project(1), project(2)}));
 
     const auto previous = fs::current_path();
-    fs::current_path(folder_);
+    fs::current_path(folder_.path);
     recent.record("./Disc 2.ovproj");
     fs::current_path(previous);
     EXPECT_EQ(recent.urls(), (std::vector<fs::path>{project(2), project(1)}));
@@ -44,17 +36,12 @@ TEST_F(RecentProjectsStoreTest, reopeningAnEntryMovesItToTheTopOnce) {
     EXPECT_EQ(defaults_->stringListValue("recentProjectPaths"),
               (std::vector<std::string>{project(2).string(), project(1).string()}));
     EXPECT_EQ(RecentProjectsStore{*defaults_}.urls(), recent.urls());
-}
 
-TEST_F(RecentProjectsStoreTest, theEleventhProjectPushesOutTheOldest) {
-    // The list holds the ten most recent paths, newest first.
-    RecentProjectsStore recent{*defaults_};
-    for (int n = 1; n <= 11; ++n)
+    for (int n = 3; n <= 12; ++n)
         recent.record(project(n));
-    ASSERT_EQ(recent.urls().size(), 10u);
-    EXPECT_EQ(recent.urls().front(), project(11));
-    EXPECT_EQ(recent.urls().back(), project(2));
-    EXPECT_EQ(std::count(recent.urls().begin(), recent.urls().end(), project(1)), 0);
+    EXPECT_EQ(recent.urls().size(), 10u);
+    EXPECT_EQ(recent.urls().front(), project(12));
+    EXPECT_EQ(recent.urls().back(), project(3));
 }
 
 TEST_F(RecentProjectsStoreTest, removeAndClearUpdateTheListAndTellTheObserver) {

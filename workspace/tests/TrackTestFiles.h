@@ -1,6 +1,6 @@
 #pragma once
-// Synthesised audio files for the workspace's tests: a quiet stereo tone of an exact length at any
-// rate, written as 16-bit WAV. Tests only.
+// Files for the workspace's tests: a quiet stereo tone of an exact length at any rate, written as
+// 16-bit WAV, and whole files as bytes. Tests only.
 
 #include "platform/AudioFileWriter.h"
 
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 namespace orvane::testing {
@@ -35,8 +36,17 @@ inline void writeTone(const std::filesystem::path& path, double rate, std::int64
     ASSERT_TRUE(writer->finish().has_value());
 }
 
+inline void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
 inline void writeGarbage(const std::filesystem::path& path) {
-    std::ofstream(path, std::ios::binary) << "this is not audio at all";
+    writeFile(path, "this is not audio at all");
+}
+
+inline std::string fileBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 } // namespace orvane::testing

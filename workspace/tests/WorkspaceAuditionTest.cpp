@@ -50,6 +50,12 @@ class WorkspaceAudition : public WorkspaceFixture {
         return t(trackIndex).versions[takeIndex].id;
     }
 
+    // The group for an audition of `source` on track `trackIndex`, without peaks.
+    PreviewState group(std::size_t trackIndex, const Uuid& source, const std::string& name,
+                       std::optional<std::string> colour, std::int64_t lengthFrames) const {
+        return {FileURL::fromPath(file(name)), {}, lengthFrames, t(trackIndex).id, source, std::move(colour)};
+    }
+
     std::vector<std::filesystem::path> peakRequests;
 };
 
@@ -86,12 +92,7 @@ TEST_F(WorkspaceAudition, startingLoadsTheTakeOnItsOwnTimeAxisAndRollsOnlyWhenAs
     // Start fills the group, hands the file and its length in disc frames (a 48 kHz file counted at
     // 44.1 kHz) to the engine, asks for its peaks, and plays only with autoPlay.
     ws->startPreview(t(0).id, take(0, 0), false);
-    const PreviewState& group = ws->preview();
-    EXPECT_EQ(group.previewTrackID, t(0).id);
-    EXPECT_EQ(group.previewSourceID, take(0, 0));
-    EXPECT_EQ(group.previewURL, FileURL::fromPath(file("fast")));
-    EXPECT_EQ(group.previewColorHex, "#00AA00");
-    EXPECT_EQ(group.previewLengthFrames, 150);
+    EXPECT_EQ(ws->preview(), group(0, take(0, 0), "fast", "#00AA00", 150));
     EXPECT_EQ(ws->previewResolvedURL(), FileURL::fromPath(file("fast")));
     EXPECT_EQ(engine->joined(), "loadPreview(fast.wav,150)");
     EXPECT_EQ(peakRequests, std::vector<std::filesystem::path>{file("fast")});
@@ -137,18 +138,14 @@ TEST_F(WorkspaceAudition, switchingKeepsTheRollAndThePlaceAndTheSameSourceIsNoSw
     EXPECT_EQ(engine->joined(), "switchPreview(short.wav,37)");
     EXPECT_TRUE(engine->playing);
     EXPECT_EQ(engine->time, 0.25);
-    EXPECT_EQ(ws->preview().previewSourceID, take(0, 1));
-    EXPECT_EQ(ws->preview().previewURL, FileURL::fromPath(file("short")));
-    EXPECT_EQ(ws->preview().previewColorHex, "#0000AA");
-    EXPECT_EQ(ws->preview().previewLengthFrames, 37);
+    EXPECT_EQ(ws->preview(), group(0, take(0, 1), "short", "#0000AA", 37));
     EXPECT_EQ(peakRequests, std::vector<std::filesystem::path>{file("short")});
 
     engine->clearCalls();
     edit([](CDProject& p) { p.tracks[0].versions[1].colorHex = "#123456"; });
     ws->switchPreview(t(0).id, take(0, 1));
     EXPECT_TRUE(engine->calls.empty());
-    EXPECT_EQ(ws->preview().previewColorHex, "#123456");
-    EXPECT_EQ(ws->preview().previewLengthFrames, 37);
+    EXPECT_EQ(ws->preview(), group(0, take(0, 1), "short", "#123456", 37));
 }
 
 TEST_F(WorkspaceAudition, steppingWrapsBothWaysSelectsTheSourceAndNeedsTwoSources) {
@@ -193,9 +190,7 @@ TEST_F(WorkspaceAudition, aTakeThatCannotBeOpenedEndsSilentlyWithTheGroupNamingI
     // there: the engine keeps what it had, the length and the resolved file stay those of the last
     // take that opened, and no peaks are asked for.
     ws->startPreview(t(2).id, take(2, 0), true);
-    EXPECT_EQ(ws->preview().previewSourceID, take(2, 0));
-    EXPECT_EQ(ws->preview().previewURL, FileURL::fromPath(file("broken")));
-    EXPECT_EQ(ws->preview().previewLengthFrames, 0);
+    EXPECT_EQ(ws->preview(), group(2, take(2, 0), "broken", std::nullopt, 0));
     EXPECT_FALSE(ws->previewResolvedURL());
     EXPECT_TRUE(engine->calls.empty());
     EXPECT_TRUE(peakRequests.empty());
@@ -204,8 +199,7 @@ TEST_F(WorkspaceAudition, aTakeThatCannotBeOpenedEndsSilentlyWithTheGroupNamingI
     engine->clearCalls();
     peakRequests.clear();
     ws->previewStepVersion(+1);
-    EXPECT_EQ(ws->preview().previewSourceID, take(2, 0));
-    EXPECT_EQ(ws->preview().previewLengthFrames, 75);
+    EXPECT_EQ(ws->preview(), group(2, take(2, 0), "broken", std::nullopt, 75));
     EXPECT_EQ(ws->previewResolvedURL(), FileURL::fromPath(file("two")));
     EXPECT_TRUE(engine->calls.empty());
     EXPECT_TRUE(peakRequests.empty());

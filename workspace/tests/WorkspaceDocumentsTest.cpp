@@ -1,6 +1,7 @@
 #include "platform/AtomicFile.h"
 #include "workspace/ProjectStore.h"
 #include "workspace/VersionPalette.h"
+#include "workspace/tests/TrackTestFiles.h"
 #include "workspace/tests/WorkspaceFixture.h"
 
 #include <atomic>
@@ -12,19 +13,9 @@ namespace {
 
 using WorkspaceDocuments = WorkspaceFixture;
 
-std::string fileBytes(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const std::filesystem::path& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out << bytes;
-}
-
 TEST_F(WorkspaceDocuments, saveMakesTheSavedStateAndUndoRedoCrossIt) {
     // Edit, save, undo reads modified; redo back to the saved state reads unmodified; the history
-    // survives the save; saving twice writes the same bytes; a new name becomes the document.
+    // survives the save; a new name becomes the document and the earlier file stays.
     EXPECT_FALSE(ws->isModified()); // a fresh start equals its empty snapshot
     edit([](CDProject& p) { p.tracks.push_back(track("One", 750)); });
     EXPECT_TRUE(ws->isModified());
@@ -41,8 +32,6 @@ TEST_F(WorkspaceDocuments, saveMakesTheSavedStateAndUndoRedoCrossIt) {
     EXPECT_FALSE(ws->isModified());
 
     const std::string bytes = fileBytes(first);
-    ws->saveProject(first);
-    EXPECT_EQ(fileBytes(first), bytes);
     EXPECT_EQ(ProjectStore::decode(bytes).project, ws->project());
 
     const auto second = folder / "Album copy.ovproj";
@@ -70,14 +59,6 @@ TEST_F(WorkspaceDocuments, saveWritesTheMeasuredCopyButComparesWithTheLiveProjec
     EXPECT_FALSE(ws->project().tracks[0].loudness);
 }
 
-TEST_F(WorkspaceDocuments, aFailedSaveChangesNothing) {
-    // A save into a missing folder throws and leaves the flag and the document location alone.
-    edit([](CDProject& p) { p.tracks.push_back(track("One", 750)); });
-    EXPECT_THROW(ws->saveProject(folder / "missing" / "x.ovproj"), ProjectStoreError);
-    EXPECT_TRUE(ws->isModified());
-    EXPECT_FALSE(ws->projectFileURL());
-}
-
 TEST_F(WorkspaceDocuments, openingABadOrNewerDocumentLeavesEverythingAsItWas) {
     // Unreadable, invalid JSON, a missing required key and version 2 all throw before anything is
     // touched: project, history, selection and the playing engine stay.
@@ -98,12 +79,6 @@ TEST_F(WorkspaceDocuments, openingABadOrNewerDocumentLeavesEverythingAsItWas) {
 
     for (const char* name : {"absent.ovproj", "garbage.ovproj", "notracks.ovproj", "newer.ovproj"}) {
         EXPECT_THROW(ws->openProject(folder / name), ProjectStoreError) << name;
-    }
-    try {
-        ws->openProject(folder / "newer.ovproj");
-    } catch (const ProjectStoreError& e) {
-        EXPECT_EQ(std::string(e.what()),
-                  "Project file version 2 is not supported by this version of Orvane.");
     }
     EXPECT_EQ(ws->project(), before);
     EXPECT_TRUE(ws->isModified());
@@ -279,17 +254,9 @@ TEST_F(WorkspaceDocuments, documentOperationsClearTheRecoveryCopyOnTheAutosaveQu
     EXPECT_TRUE(offMain.load());
 }
 
-TEST(VersionPalette, dealsColoursInOrderAndWrapsAfterSix) {
-    // The seventh colour equals the first, and a damaged negative counter still gives a palette colour.
+TEST(VersionPalette, aDamagedNegativeCounterStillDealsAPaletteColour) {
+    // A counter below zero wraps into the palette instead of reading outside it.
     CDTrack t = CDTrack::make("T", std::nullopt, 150, 588);
-    std::vector<std::string> dealt;
-    for (int i = 0; i < 7; ++i) {
-        dealt.push_back(VersionPalette::takeNextColor(t));
-    }
-    EXPECT_EQ(dealt[0], "#2DB6A3");
-    EXPECT_EQ(dealt[5], "#8A8FB0");
-    EXPECT_EQ(dealt[6], dealt[0]);
-    EXPECT_EQ(t.versionColorSeq, 7);
     t.versionColorSeq = -1;
     EXPECT_EQ(VersionPalette::takeNextColor(t), "#8A8FB0");
 }

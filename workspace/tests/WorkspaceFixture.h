@@ -49,11 +49,16 @@ class WorkspaceFixture : public ::testing::Test {
         return CDTrack::make(title, std::nullopt, preGap, frames * 588);
     }
 
-    // One edit through the setter, then the end of the turn: one undo step.
-    void edit(const std::function<void(CDProject&)>& change) {
+    // One change of the project through the setter, within the present turn.
+    void change(const std::function<void(CDProject&)>& apply) {
         CDProject p = ws->project();
-        change(p);
+        apply(p);
         ws->setProject(std::move(p));
+    }
+
+    // One change, then the end of the turn: one undo step.
+    void edit(const std::function<void(CDProject&)>& apply) {
+        change(apply);
         endTurn();
     }
 

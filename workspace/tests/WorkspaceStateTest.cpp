@@ -1,6 +1,7 @@
 #include "workspace/tests/WorkspaceFixture.h"
 
 #include <cmath>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -20,8 +21,6 @@ TEST_F(WorkspaceCore, settingAnEqualProjectRegistersNoStepAndKeepsTheFlag) {
     EXPECT_EQ(told, std::vector<WorkspaceProperty>{WorkspaceProperty::project});
 
     edit([](CDProject& p) { p.tracks.push_back(track("One", 750)); });
-    ASSERT_TRUE(ws->isModified());
-    ASSERT_TRUE(ws->canUndo());
     ws->setProject(ws->project());
     endTurn();
     ws->undo();
@@ -38,12 +37,8 @@ TEST_F(WorkspaceCore, aGestureIsOneStepAndNoneWhenItEndsWhereItBegan) {
     const CDProject start = ws->project();
 
     ws->beginInteractiveChange();
-    for (int fade = 1; fade <= 100; ++fade) {
-        CDProject p = ws->project();
-        p.tracks[0].fadeInSamples = fade * 588;
-        ws->setProject(p);
-        endTurn();
-    }
+    for (int fade = 1; fade <= 100; ++fade)
+        edit([fade](CDProject& p) { p.tracks[0].fadeInSamples = fade * 588; });
     EXPECT_FALSE(ws->canUndo());
     ws->setProject(start);
     ws->endInteractiveChange();
@@ -53,16 +48,10 @@ TEST_F(WorkspaceCore, aGestureIsOneStepAndNoneWhenItEndsWhereItBegan) {
 
     // Nested brackets: only the outermost end registers.
     ws->beginInteractiveChange();
-    ws->withUndoGroup([&] {
-        CDProject p = ws->project();
-        p.tracks[0].gainDB = -3.0f;
-        ws->setProject(p);
-    });
+    ws->withUndoGroup([&] { change([](CDProject& p) { p.tracks[0].gainDB = -3.0f; }); });
     EXPECT_TRUE(ws->isInteractive());
     EXPECT_FALSE(ws->canUndo());
-    CDProject p = ws->project();
-    p.tracks[0].title = "Renamed";
-    ws->setProject(p);
+    change([](CDProject& p) { p.tracks[0].title = "Renamed"; });
     ws->endInteractiveChange();
     endTurn();
     EXPECT_TRUE(ws->canUndo());
@@ -77,24 +66,14 @@ TEST_F(WorkspaceCore, aGestureIsOneStepAndNoneWhenItEndsWhereItBegan) {
 TEST_F(WorkspaceCore, severalSetsInOneTurnUndoTogetherAndTheOldestOfMoreThanAHundredGoes) {
     // Commands that set the project several times in a turn are one step; the 101st step drops the
     // first, so undoing everything stops at the state after the first change.
-    ws->setProject([&] {
-        CDProject p = ws->project();
-        p.tracks.push_back(track("One", 750));
-        return p;
-    }());
-    ws->setProject([&] {
-        CDProject p = ws->project();
-        p.albumTitle = "Album";
-        return p;
-    }());
-    endTurn();
+    change([](CDProject& p) { p.tracks.push_back(track("One", 750)); });
+    edit([](CDProject& p) { p.albumTitle = "Album"; });
     ws->undo();
     EXPECT_TRUE(ws->project().tracks.empty());
     EXPECT_EQ(ws->project().albumTitle, "");
 
-    for (int i = 1; i <= 101; ++i) {
+    for (int i = 1; i <= 101; ++i)
         edit([i](CDProject& p) { p.albumTitle = "Take " + std::to_string(i); });
-    }
     int undos = 0;
     while (ws->canUndo()) {
         ws->undo();
@@ -180,49 +159,44 @@ class PlayingWorkspace : public WorkspaceFixture {
     }
 };
 
-TEST_F(PlayingWorkspace, anEditThatLeavesThePlayingTrackSoundingTheSameSwapsWithoutABreak) {
+TEST_F(PlayingWorkspace, onlyAnEditThatLeavesThePlayingTrackSoundingTheSameSwapsWithoutABreak) {
     // A fade on the playing track, or a change to another track that moves nothing here, keeps the
-    // audio running; a change of position or trim under the playhead pauses, reloads and resumes.
-    edit([](CDProject& p) { p.tracks[1].fadeInSamples = 44100; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "update");
-    EXPECT_EQ(engine->project->tracks[1].fadeInSamples, 44100);
-
-    engine->clearCalls();
-    edit([](CDProject& p) { p.tracks[2].gainDB = -6.0f; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "update");
-
-    engine->clearCalls();
-    edit([](CDProject& p) { p.tracks[1].trimStartSamples = 588 * 10; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "pause load seek(15) play");
-
-    engine->clearCalls();
-    edit([](CDProject& p) { p.tracks[0].preGap.totalFrames = 300; }); // moves track two
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "pause load seek(15) play");
-
-    engine->clearCalls();
-    engine->playing = false;
-    edit([](CDProject& p) { p.tracks[1].fadeOutSamples = 588; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "load seek(15)");
-}
-
-TEST_F(PlayingWorkspace, aPlayheadOutsideEveryTrackOrAnEngineWithoutAProjectReloads) {
-    // No track under the playhead, or no project in the engine, is never taken for "unchanged".
-    engine->time = 500.0;
-    edit([](CDProject& p) { p.tracks[1].fadeInSamples = 588; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "pause load seek(500) play");
-
-    engine->clearCalls();
-    engine->time = 15.0;
-    engine->project.reset();
-    edit([](CDProject& p) { p.tracks[1].fadeInSamples = 1176; });
-    ws->recalculateTimeline(ReloadPlayback::yes);
-    EXPECT_EQ(engine->joined(), "pause load seek(15) play");
+    // audio running; a change of position or trim under the playhead, a playhead outside every track
+    // or an engine without a project pauses, reloads and resumes; a stopped engine only reloads.
+    struct Case {
+        const char* what;
+        double time;
+        bool playing;
+        bool engineHasProject;
+        std::function<void(CDProject&)> change;
+        const char* calls;
+    };
+    const Case cases[] = {
+        {"fade here", 15.0, true, true, [](CDProject& p) { p.tracks[1].fadeInSamples = 44100; }, "update"},
+        {"gain elsewhere", 15.0, true, true, [](CDProject& p) { p.tracks[2].gainDB = -6.0f; }, "update"},
+        {"trim here", 15.0, true, true, [](CDProject& p) { p.tracks[1].trimStartSamples = 5880; },
+         "pause load seek(15) play"},
+        {"gap before", 15.0, true, true, [](CDProject& p) { p.tracks[0].preGap.totalFrames = 300; },
+         "pause load seek(15) play"},
+        {"no track under the playhead", 500.0, true, true,
+         [](CDProject& p) { p.tracks[1].fadeInSamples = 588; }, "pause load seek(500) play"},
+        {"engine without a project", 15.0, true, false,
+         [](CDProject& p) { p.tracks[1].fadeInSamples = 1176; }, "pause load seek(15) play"},
+        {"stopped", 15.0, false, true, [](CDProject& p) { p.tracks[1].fadeOutSamples = 588; },
+         "load seek(15)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        engine->time = c.time;
+        engine->playing = c.playing;
+        if (!c.engineHasProject)
+            engine->project.reset();
+        engine->clearCalls();
+        edit(c.change);
+        ws->recalculateTimeline(ReloadPlayback::yes);
+        EXPECT_EQ(engine->joined(), c.calls);
+        EXPECT_EQ(engine->project, ws->project());
+    }
 }
 
 TEST_F(PlayingWorkspace, liveEditsAreThrottledAndCommitsAlwaysReachTheEngine) {

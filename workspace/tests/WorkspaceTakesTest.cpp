@@ -77,13 +77,12 @@ TEST_F(WorkspaceTakes, promotionSwapsTheTakeFieldsAndKeepsTheEdits) {
     oneTrack();
     ws->addVersionsToTrack({file(2)}, trackID());
     endTurn();
-    CDProject p = ws->project();
-    p.tracks[0].versions[0].label = "client";
-    p.tracks[0].versions[0].rating = 4;
-    p.tracks[0].versions[0].loudness = measured(-9.5);
-    p.tracks[0].activeNote = "new mix";
-    ws->setProject(p);
-    endTurn();
+    edit([](CDProject& p) {
+        p.tracks[0].versions[0].label = "client";
+        p.tracks[0].versions[0].rating = 4;
+        p.tracks[0].versions[0].loudness = measured(-9.5);
+        p.tracks[0].activeNote = "new mix";
+    });
     ws->undoManager().removeAllActions();
     const CDProject before = ws->project();
     const TrackVersion take = t().versions[0];
@@ -107,10 +106,7 @@ TEST_F(WorkspaceTakes, promotionSwapsTheTakeFieldsAndKeepsTheEdits) {
     undoOneStep(before);
 
     // A track with no file: the take leaves the stack and nothing is demoted.
-    p = ws->project();
-    p.tracks[0].audioFileURL.reset();
-    ws->setProject(p);
-    endTurn();
+    edit([](CDProject& p) { p.tracks[0].audioFileURL.reset(); });
     ws->promoteVersionToActive(trackID(), take.id);
     EXPECT_TRUE(t().versions.empty());
     EXPECT_EQ(t().audioFileURL, take.url);
@@ -131,9 +127,7 @@ TEST_F(WorkspaceTakes, deletingAndReplacingTakes) {
     EXPECT_EQ(t().activeColorHex, first.colorHex);
     ASSERT_EQ(t().versions.size(), 1u);
 
-    CDProject p = ws->project();
-    p.tracks[0].versions[0].loudness = measured(-10.0);
-    ws->setProject(p);
+    change([](CDProject& p) { p.tracks[0].versions[0].loudness = measured(-10.0); });
     const TrackVersion last = t().versions[0];
     std::vector<Uuid> forgotten;
     ws->hooks.forgetLoudness = [&](const Uuid& id) { forgotten.push_back(id); };
@@ -149,25 +143,6 @@ TEST_F(WorkspaceTakes, deletingAndReplacingTakes) {
     const CDProject none = ws->project();
     ws->deleteActiveTake(trackID()); // no stack: nothing
     EXPECT_EQ(ws->project(), none);
-}
-
-TEST_F(WorkspaceTakes, normalisingColoursOnlyTouchesTracksWithTakes) {
-    // A plain one-take track stays uncoloured; a track with takes gets its active colour first,
-    // then its uncoloured takes in stack order, and a take that has one keeps it.
-    oneTrack();
-    ws->addDroppedFiles({file(1)});
-    CDProject p = ws->project();
-    p.tracks[1].versions = {TrackVersion::make(FileURL::fromPath(file(2))),
-                            TrackVersion::make(FileURL::fromPath(file(3)))};
-    p.tracks[1].versions[1].colorHex = "#123456";
-    ws->setProject(p);
-    ws->normalizeVersionColors();
-    EXPECT_FALSE(t().activeColorHex.has_value());
-    const CDTrack& withTakes = ws->project().tracks[1];
-    EXPECT_EQ(withTakes.activeColorHex, std::string(versionPalette[0]));
-    EXPECT_EQ(withTakes.versions[0].colorHex, std::string(versionPalette[1]));
-    EXPECT_EQ(withTakes.versions[1].colorHex, "#123456");
-    EXPECT_EQ(withTakes.versionColorSeq, 2);
 }
 
 TEST_F(WorkspaceTakes, hybridModeMaterialisesAndTheMasterClearsEveryOverride) {
