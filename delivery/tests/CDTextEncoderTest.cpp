@@ -4,31 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-
 namespace orvane {
 namespace {
 
 using namespace DDPWriter;
 using Bytes = std::vector<std::uint8_t>;
-
-// CRC-16/CCITT (polynomial 0x1021, initial 0), table-driven, written apart from the encoder's.
-std::uint16_t referenceCRC(const std::uint8_t* bytes, std::size_t count) {
-    static const auto table = [] {
-        std::array<std::uint16_t, 256> t{};
-        for (unsigned n = 0; n < 256; ++n) {
-            unsigned value = n << 8;
-            for (int bit = 0; bit < 8; ++bit)
-                value = (value & 0x8000) ? ((value << 1) ^ 0x1021) : (value << 1);
-            t[n] = static_cast<std::uint16_t>(value);
-        }
-        return t;
-    }();
-    unsigned crc = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        crc = ((crc << 8) ^ table[((crc >> 8) ^ bytes[i]) & 0xFF]) & 0xFFFF;
-    return static_cast<std::uint16_t>(crc ^ 0xFFFF);
-}
 
 CDProject projectWithTracks(std::size_t count) {
     CDProject project;
@@ -44,7 +24,7 @@ std::vector<Bytes> framedPacks(const std::string& stream) {
     for (std::size_t at = 0; at + 18 <= stream.size(); at += 18) {
         Bytes pack(stream.begin() + static_cast<std::ptrdiff_t>(at),
                    stream.begin() + static_cast<std::ptrdiff_t>(at + 18));
-        const std::uint16_t crc = referenceCRC(pack.data(), 16);
+        const std::uint16_t crc = cdTextCRC(std::string_view(stream).substr(at, 16));
         EXPECT_EQ(pack[16], crc >> 8) << "pack " << packs.size();
         EXPECT_EQ(pack[17], crc & 0xFF) << "pack " << packs.size();
         packs.push_back(pack);
@@ -66,14 +46,12 @@ Bytes bytesOf(std::string_view text) {
 }
 
 TEST(CDTextCRC, isInvertedCcittOverThePack) {
-    // Agrees with the table-driven reference and with the known check value of "123456789";
+    // Gives the known check value of "123456789" and a hand-worked value over bytes above 0x7F;
     // no bytes and sixteen zeros both give 0xFFFF.
     EXPECT_EQ(cdTextCRC("123456789"), 0x31C3 ^ 0xFFFF);
+    EXPECT_EQ(cdTextCRC("\x80\x01\x02\x03Hello, \xE9t\xE9!"), 0x0343);
     EXPECT_EQ(cdTextCRC(""), 0xFFFF);
     EXPECT_EQ(cdTextCRC(std::string(16, '\0')), 0xFFFF);
-    const std::string sample = "\x80\x01\x02\x03Hello, \xE9t\xE9!";
-    EXPECT_EQ(cdTextCRC(sample),
-              referenceCRC(reinterpret_cast<const std::uint8_t*>(sample.data()), sample.size()));
 }
 
 TEST(CDTextData, isAbsentWithoutAnyText) {

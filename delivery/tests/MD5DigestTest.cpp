@@ -1,9 +1,8 @@
 #include "delivery/MD5Digest.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "DDPFilesetFixture.h"
 
-#include <fstream>
+#include <gtest/gtest.h>
 
 namespace orvane {
 namespace {
@@ -36,12 +35,9 @@ TEST(MD5Digest, matchesTheReferenceVectors) {
 TEST(MD5Digest, hashesFilesBlockByBlockAndStopsWhenAsked) {
     // A file across block boundaries hashes to its reference value with progress per block;
     // a false answer cancels; a missing file is unreadable with the system's reason.
-    const fs::path file = fs::temp_directory_path() / ("orvane-md5-" + std::to_string(::getpid()) + ".dat");
-    {
-        std::ofstream out(file, std::ios::binary);
-        const std::string bytes = patternBytes();
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
+    testing::TempFolder folder;
+    const fs::path file = folder.path / "pattern.dat";
+    testing::putFile(file, patternBytes());
     std::vector<std::int64_t> reports;
     const auto hex = md5HexOfFile(file, [&](std::int64_t done) {
         reports.push_back(done);

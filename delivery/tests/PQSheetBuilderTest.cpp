@@ -1,5 +1,6 @@
 #include "delivery/PQSheetBuilder.h"
 
+#include "delivery/tests/DDPFilesetFixture.h"
 #include "delivery/tests/PQSheetFixture.h"
 
 #include <gtest/gtest.h>
@@ -7,10 +8,8 @@
 #include <poppler/cpp/poppler-page.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <numeric>
-#include <sstream>
 
 namespace orvane {
 namespace {
@@ -50,13 +49,6 @@ PQSheetModel fixedDate() {
     PQSheetModel model;
     model.dateString = "Nov 22, 2026";
     return model;
-}
-
-std::string fileText(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -188,14 +180,14 @@ TEST(PQSheetBuilder, writeFilesPutsBothFilesInTheFolderOrSaysWhyNot) {
     // Both named files land in the folder with the same bytes as the functions give; a folder that
     // does not exist gives an error naming the file and writes nothing.
     const CDProject project = threeTrackDisc();
-    const auto folder = std::filesystem::temp_directory_path() / ("pqsheet-test-" + Uuid::random().string());
-    std::filesystem::create_directories(folder);
+    const testing::TempFolder temp;
+    const auto& folder = temp.path;
     const auto written =
         PQSheetBuilder::writeFiles(folder, project, positionsOf(project), fixedDate(), {}, {});
     ASSERT_TRUE(written.has_value()) << written.error();
-    EXPECT_EQ(fileText(folder / "PQSheet.csv"),
+    EXPECT_EQ(testing::fileBytes(folder / "PQSheet.csv"),
               PQSheetBuilder::csv(project, positionsOf(project), fixedDate(), {}));
-    EXPECT_EQ(readPDF(fileText(folder / "PQSheet.pdf")).pages.size(), 1u);
+    EXPECT_EQ(readPDF(testing::fileBytes(folder / "PQSheet.pdf")).pages.size(), 1u);
 
     const auto missing = folder / "no-such-folder";
     const auto failed =
@@ -203,7 +195,6 @@ TEST(PQSheetBuilder, writeFilesPutsBothFilesInTheFolderOrSaysWhyNot) {
     ASSERT_FALSE(failed.has_value());
     EXPECT_TRUE(contains(failed.error(), "PQSheet.pdf")) << failed.error();
     EXPECT_FALSE(std::filesystem::exists(missing));
-    std::filesystem::remove_all(folder);
 }
 
 TEST(PQSheetBuilder, exportFilesUseAFreshModelsDefaults) {

@@ -24,25 +24,6 @@ PQSheetModel everyColumn() {
     return model;
 }
 
-TEST(PQSheetContent, defaultColumnsShowPreGapsIndex01AndLengthsOfEachTrack) {
-    // Default columns: "#", title, sanitised ISRC, then PREGAP (index 01 - start), START (index 01)
-    // and LENGTH (end - index 01) in MSF; an audible pre-gap counts as pre-gap and a crossfaded
-    // track has none of its own; the lead-out is the last end.
-    const CDProject project = threeTrackDisc();
-    const auto content =
-        PQSheetContent::make(project, positionsOf(project), PQSheetModel{}, {}, std::nullopt);
-
-    EXPECT_EQ(headersOf(content), (Row{"#", "TITLE", "ISRC", "PREGAP", "START", "LENGTH"}));
-    ASSERT_EQ(content.rows.size(), 3u);
-    EXPECT_EQ(content.rows[0], (Row{"01", "Opening", "USABC1234567", "00:02:00", "00:02:00", "00:30:00"}));
-    EXPECT_EQ(content.rows[1], (Row{"02", "Song, with comma", "", "00:01:30", "00:33:30", "00:18:45"}));
-    EXPECT_EQ(content.rows[2], (Row{"03", "Say \"hi\"", "GBXYZ9900001", "00:00:00", "00:52:00", "00:09:00"}));
-    EXPECT_EQ(content.leadOutTime, "01:01:00");
-    EXPECT_EQ(content.columns[0], (PQSheetColumn{"#", 24.0, false}));
-    EXPECT_EQ(content.columns[1], (PQSheetColumn{"TITLE", std::nullopt, false}));
-    EXPECT_EQ(content.columns[3], (PQSheetColumn{"PREGAP", 62.0, true}));
-}
-
 TEST(PQSheetContent, everyColumnInFixedOrderWithFlagsAndMissingLoudnessAsDash) {
     // All columns stand in their fixed order; flags read "PRE", "DCP"; loudness shows one decimal
     // for a measured track and "—" for the others.
@@ -118,20 +99,13 @@ TEST(PQSheetContent, timeTextCountsMinutesPastAnHour) {
     EXPECT_EQ(PQSheetContent::timeText(4500 * 100 + 75 * 59 + 1), "100:59:01");
 }
 
-TEST(PQSheetModel, defaultsAndMediumDate) {
-    // A fresh model shows title, ISRC, pre-gap, start and length with the total, portrait, auto-fit;
-    // the date reads in the medium style.
-    const PQSheetModel model;
-    EXPECT_TRUE(model.colTitle && model.colISRC && model.colPregap && model.colStart && model.colDuration);
-    EXPECT_FALSE(model.colPerformer || model.colEnd || model.colNote || model.colLUFS || model.colTP ||
-                 model.colFlags || model.landscape);
-    EXPECT_TRUE(model.includeTotal && model.autoFit);
+TEST(PQSheetModel, theDateReadsInTheMediumStyle) {
+    // Month abbreviation, day without a leading zero, comma, four-digit year.
     std::tm date{};
     date.tm_year = 126;
     date.tm_mon = 0;
     date.tm_mday = 3;
     EXPECT_EQ(PQSheetModel::mediumDateText(date), "Jan 3, 2026");
-    EXPECT_FALSE(model.dateString.empty());
 }
 
 } // namespace
