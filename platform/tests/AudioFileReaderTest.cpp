@@ -46,23 +46,15 @@ float rampValue(std::int64_t i) {
 }
 
 TEST_F(AudioFileReaderTest, seeksAndReadsFromThePositionWithShortReadsAtTheEnd) {
-    // A read starts at framePosition, advances it, and at the end delivers fewer frames or none without
-    // error.
+    // A read starts at framePosition, a seek moves it (never below 0), and at the end a read delivers
+    // fewer frames or none without error.
     auto reader = AudioFileReader::open(writeRamp("ramp.wav", 10000));
     ASSERT_TRUE(reader.has_value());
     EXPECT_EQ(reader->lengthFrames(), 10000);
     EXPECT_EQ(reader->sampleRate(), 44100.0);
     EXPECT_EQ(reader->channelCount(), 2);
 
-    AudioBuffer buffer = reader->makeBuffer(9000); // more than one internal chunk of de-interleaving
-    ASSERT_EQ(reader->read(buffer, 8500).value(), 8500u);
-    EXPECT_EQ(buffer.frameLength(), 8500u);
-    for (std::size_t i = 0; i < 8500; ++i) {
-        ASSERT_EQ(buffer.channel(0)[i], rampValue(static_cast<std::int64_t>(i)));
-        ASSERT_EQ(buffer.channel(1)[i], -rampValue(static_cast<std::int64_t>(i)));
-    }
-    EXPECT_EQ(reader->framePosition(), 8500);
-
+    AudioBuffer buffer = reader->makeBuffer(9000);
     ASSERT_TRUE(reader->setFramePosition(1234).has_value());
     ASSERT_EQ(reader->read(buffer, 10).value(), 10u);
     EXPECT_EQ(buffer.channel(0)[0], rampValue(1234));
