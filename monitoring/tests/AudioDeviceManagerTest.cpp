@@ -2,9 +2,9 @@
 
 #include "platform/DefaultsStore.h"
 #include "platform/MainLoop.h"
+#include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 
@@ -43,16 +43,9 @@ const AudioOutputDevice hdmi{13, "pulse:HDMI", "HDMI"};
 class AudioDeviceManagerTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        storePath_ = fs::temp_directory_path() /
-                     ("orvane-devices-" + std::to_string(::getpid()) + "-" +
-                      ::testing::UnitTest::GetInstance()->current_test_info()->name()) /
-                     "defaults.json";
-        fs::remove_all(storePath_.parent_path());
-        store_ = std::make_unique<DefaultsStore>(storePath_);
         output_.listed = {builtIn};
         output_.systemDefault = builtIn.id;
     }
-    void TearDown() override { fs::remove_all(storePath_.parent_path()); }
 
     // Lets the poll timer fire once, as two seconds of wall time would.
     void passPollInterval() {
@@ -60,8 +53,9 @@ class AudioDeviceManagerTest : public ::testing::Test {
         loop_.runOneTurn();
     }
 
-    fs::path storePath_;
-    std::unique_ptr<DefaultsStore> store_;
+    testing::TempFolder folder_{"orvane-devices"};
+    fs::path storePath_ = folder_.path / "defaults.json";
+    std::unique_ptr<DefaultsStore> store_ = std::make_unique<DefaultsStore>(storePath_);
     std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
     MainLoop loop_{clock_};
     ScriptedOutput output_;

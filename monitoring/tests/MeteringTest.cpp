@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 namespace orvane {
@@ -28,12 +29,23 @@ std::vector<float> quietWith(std::size_t frames,
     return v;
 }
 
-TEST(Metering, aSineAtMinusTwentyReadsATenthAQuarterOfTheScaleAndPeaksInItsOwnBand) {
+// The tests' metering: a tap over a throw-away defaults store, made once the test has set it up.
+class MeteringTest : public ::testing::Test {
+  protected:
+    Metering& tapped() {
+        metering_.emplace(defaults.store());
+        metering_->installMeterTap(kRate);
+        return *metering_;
+    }
+
+    TempDefaults defaults;
+    std::optional<Metering> metering_;
+};
+
+TEST_F(MeteringTest, aSineAtMinusTwentyReadsATenthAQuarterOfTheScaleAndPeaksInItsOwnBand) {
     // A 997 Hz sine at -20 dBFS: bars and markers at 0.1, no clip, and the spectrum's loudest band
     // is the one holding 997 Hz at the windowed level of such a sine.
-    TempDefaults defaults;
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     const auto tone = sine(997.0, 0.1f, 8192);
     const double end = feedStereo(metering, tone, 10.0);
 
@@ -59,12 +71,10 @@ TEST(Metering, aSineAtMinusTwentyReadsATenthAQuarterOfTheScaleAndPeaksInItsOwnBa
     EXPECT_LT(spectrum.bands[45], -60.0f);
 }
 
-TEST(Metering, aFullScaleSineOnABinReadsLikeAPackedRealTransform) {
+TEST_F(MeteringTest, aFullScaleSineOnABinReadsLikeAPackedRealTransform) {
     // The band level uses a packed real FFT's bins (twice the plain DFT): a full-scale sine centred on
     // bin 100 reads 10 log10(4 x (0.5 x 0.8165)^2) = -1.76 dB, and the band table follows the rate.
-    TempDefaults defaults;
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     const auto tone = sine(100.0 * kRate / 2048.0, 1.0f, 4096);
     const double end = feedStereo(metering, tone, 1.0);
     const SpectrumReading spectrum = metering.spectrumBands(end);
@@ -80,12 +90,10 @@ TEST(Metering, aFullScaleSineOnABinReadsLikeAPackedRealTransform) {
     }
 }
 
-TEST(Metering, correlationIsPlusOneForIdenticalSilentOrMonoAndMinusOneForInverted) {
+TEST_F(MeteringTest, correlationIsPlusOneForIdenticalSilentOrMonoAndMinusOneForInverted) {
     // Phase correlation of the buffer, +1 whenever it cannot be formed.
-    TempDefaults defaults;
     defaults.store().setBool("showCorrelation", true);
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     const auto tone = sine(440.0, 0.5f, 512);
     const auto inverted = negated(tone);
     const std::vector<float> silence(512, 0.0f);
@@ -107,12 +115,10 @@ TEST(Metering, correlationIsPlusOneForIdenticalSilentOrMonoAndMinusOneForInverte
     EXPECT_EQ(correlationOf(tone, &inverted, 5.0), 1.0f); // not computed when not shown
 }
 
-TEST(Metering, clipNeedsThreeFullScaleSamplesInARunEvenAcrossBuffers) {
+TEST_F(MeteringTest, clipNeedsThreeFullScaleSamplesInARunEvenAcrossBuffers) {
     // Two full-scale samples closing one buffer and one opening the next light the lamp; runs broken
     // by a lower sample, or made of 0.9998, do not.
-    TempDefaults defaults;
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     const auto quiet = quietWith(512, {});
     const auto endsHot = quietWith(512, {{510, 1.0f}, {511, -1.0f}});
     const auto startsHot = quietWith(512, {{0, 1.0f}});
@@ -144,13 +150,11 @@ TEST(Metering, clipNeedsThreeFullScaleSamplesInARunEvenAcrossBuffers) {
     EXPECT_TRUE(metering.meterLevels(1.7).clipR);
 }
 
-TEST(Metering, truePeakModeLightsOnASingleOverAndIsRememberedInTheDefaults) {
+TEST_F(MeteringTest, truePeakModeLightsOnASingleOverAndIsRememberedInTheDefaults) {
     // "Sample Peak" ignores one sample of 1.01; "True Peak" lights on it, and the choice is stored.
-    TempDefaults defaults;
     const auto over = quietWith(512, {{200, 1.01f}});
     {
-        Metering metering(defaults.store());
-        metering.installMeterTap(kRate);
+        Metering& metering = tapped();
         EXPECT_FALSE(metering.clipTruePeak());
         metering.processBuffer(over.data(), over.data(), 512, 2, 1.0, false);
         EXPECT_FALSE(metering.meterLevels(1.0).clipL);
@@ -168,13 +172,11 @@ TEST(Metering, truePeakModeLightsOnASingleOverAndIsRememberedInTheDefaults) {
     EXPECT_TRUE(reopened.clipTruePeak());
 }
 
-TEST(Metering, realTimeLoudnessOfTheReferenceTonesReadsTheirLevel) {
+TEST_F(MeteringTest, realTimeLoudnessOfTheReferenceTonesReadsTheirLevel) {
     // A 1 kHz sine at -23 and at -33 dBFS on both channels for 20 s reads -23.0 and -33.0 LUFS.
+    defaults.store().setBool("showSpectrum", false);
     for (const double level : {-23.0, -33.0}) {
-        TempDefaults defaults;
-        defaults.store().setBool("showSpectrum", false);
-        Metering metering(defaults.store());
-        metering.installMeterTap(kRate);
+        Metering& metering = tapped();
         EXPECT_FALSE(metering.rtIntegratedLUFS().has_value());
         feedStereo(metering, sine(1000.0, dbToLinear(level), 20 * 44100), 1.0);
         ASSERT_TRUE(metering.rtIntegratedLUFS().has_value()) << level;
@@ -182,12 +184,10 @@ TEST(Metering, realTimeLoudnessOfTheReferenceTonesReadsTheirLevel) {
     }
 }
 
-TEST(Metering, scrubAudioAndAQuarterSecondAfterItStayOutOfTheFigureWhileEarlierBlocksStay) {
+TEST_F(MeteringTest, scrubAudioAndAQuarterSecondAfterItStayOutOfTheFigureWhileEarlierBlocksStay) {
     // After a scrub the next 11025 frames are skipped; the measurement goes on with its old blocks.
-    TempDefaults defaults;
     defaults.store().setBool("showSpectrum", false);
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     double t = feedStereo(metering, sine(1000.0, dbToLinear(-23.0), 5 * 44100), 1.0); // 47 blocks
     ASSERT_NEAR(*metering.rtIntegratedLUFS(), -23.0, 0.1);
 
@@ -202,12 +202,10 @@ TEST(Metering, scrubAudioAndAQuarterSecondAfterItStayOutOfTheFigureWhileEarlierB
     EXPECT_NEAR(*metering.rtIntegratedLUFS(), expected, 0.1);
 }
 
-TEST(Metering, resetClearsTheFigureAtOnceAndTheBlocksAtTheNextBuffer) {
+TEST_F(MeteringTest, resetClearsTheFigureAtOnceAndTheBlocksAtTheNextBuffer) {
     // After a reset only what follows counts: nothing until a block is gated in, then the new level.
-    TempDefaults defaults;
     defaults.store().setBool("showSpectrum", false);
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     double t = feedStereo(metering, sine(1000.0, dbToLinear(-23.0), 3 * 44100), 1.0);
     ASSERT_TRUE(metering.rtIntegratedLUFS().has_value());
 
@@ -222,9 +220,8 @@ TEST(Metering, resetClearsTheFigureAtOnceAndTheBlocksAtTheNextBuffer) {
     EXPECT_NEAR(*metering.rtIntegratedLUFS(), -33.0, 0.15);
 }
 
-TEST(Metering, readersTakeTheFrameHeardNowAndTheQueueForgetsFramesAfterTwoSeconds) {
+TEST_F(MeteringTest, readersTakeTheFrameHeardNowAndTheQueueForgetsFramesAfterTwoSeconds) {
     // With output latency L, the frame shown at `now` is the newest stamped at or before now - L.
-    TempDefaults defaults;
     Metering metering(defaults.store());
     EXPECT_EQ(metering.meterLevels(5.0), MeterLevels{});
     metering.installMeterTap(kRate);
@@ -252,10 +249,9 @@ TEST(Metering, readersTakeTheFrameHeardNowAndTheQueueForgetsFramesAfterTwoSecond
     EXPECT_DOUBLE_EQ(metering.meterLevels(99.0).time, 104.1 + 0.05);
 }
 
-TEST(Metering, onlyShownMetersAreComputedAndTheLoudnessFollowsTheLevelMeter) {
+TEST_F(MeteringTest, onlyShownMetersAreComputedAndTheLoudnessFollowsTheLevelMeter) {
     // The active flags come from the defaults; with the level meter off there is no loudness figure,
     // whatever "showRTLufs" says, and with nothing shown no frame is queued.
-    TempDefaults defaults;
     const auto tone = sine(1000.0, 0.3f, 44100);
     {
         Metering metering(defaults.store());
@@ -289,12 +285,10 @@ TEST(Metering, onlyShownMetersAreComputedAndTheLoudnessFollowsTheLevelMeter) {
     EXPECT_THROW(metering.installMeterTap(0.0), std::invalid_argument);
 }
 
-TEST(Metering, blocksPushedFromTheRenderThreadArriveAsWholeBuffersStampedByTheirFirstFrame) {
+TEST_F(MeteringTest, blocksPushedFromTheRenderThreadArriveAsWholeBuffersStampedByTheirFirstFrame) {
     // Blocks of any length are cut and joined into 512-frame buffers that the tap thread measures; a
     // buffer's time is its first frame's, and an unfinished last buffer waits.
-    TempDefaults defaults;
-    Metering metering(defaults.store());
-    metering.installMeterTap(kRate);
+    Metering& metering = tapped();
     constexpr std::size_t buffers = 20;
     constexpr std::size_t total = buffers * 512 + 100;
     std::vector<float> signal(total);

@@ -4,41 +4,23 @@
 
 #include "monitoring/Metering.h"
 #include "platform/DefaultsStore.h"
+#include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
-#include <memory>
 #include <numbers>
-#include <string>
 #include <vector>
 
 namespace orvane::testing {
 
 constexpr double kRate = 44100.0;
 
-class TempDefaults {
-  public:
-    TempDefaults() {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder_ =
-            std::filesystem::temp_directory_path() / ("orvane-meters-" + std::to_string(::getpid()) + "-" +
-                                                      info->test_suite_name() + "-" + info->name());
-        std::filesystem::remove_all(folder_);
-        store_ = std::make_unique<DefaultsStore>(folder_ / "defaults.json");
-    }
-    ~TempDefaults() { std::filesystem::remove_all(folder_); }
-    TempDefaults(const TempDefaults&) = delete;
-    TempDefaults& operator=(const TempDefaults&) = delete;
-
-    DefaultsStore& store() { return *store_; }
-    const std::filesystem::path& folder() const { return folder_; }
-
-  private:
-    std::filesystem::path folder_;
-    std::unique_ptr<DefaultsStore> store_;
+// A defaults store in a fresh temporary folder.
+struct TempDefaults {
+    TempFolder folder{"orvane-meters"};
+    DefaultsStore defaults{folder.path / "defaults.json"};
+    DefaultsStore& store() { return defaults; }
 };
 
 inline float dbToLinear(double db) {
