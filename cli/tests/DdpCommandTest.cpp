@@ -4,7 +4,6 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -15,19 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class DdpCommand : public ::testing::Test {
+class DdpCommand : public CliTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() / ("orvane-cli-ddp-" + std::to_string(::getpid()) + "-" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     // Two tracks whose files are missing: they render as silence.
-    std::string writeDocument() {
-        const auto path = dir_ / "p.ovproj";
+    std::string writeSilentDocument() {
         const nlohmann::json tracks = nlohmann::json::array({{{"id", "6F9619FF-8B86-D011-B42D-00C04FC964FF"},
                                                               {"title", "One"},
                                                               {"audioFileURL", "file:///nonexistent/one.wav"},
@@ -37,36 +27,16 @@ class DdpCommand : public ::testing::Test {
                                                               {"title", "Two"},
                                                               {"preGap", {{"totalFrames", 75}}},
                                                               {"sourceAudioSamples", 320 * 588}}});
-        const nlohmann::json project{{"mcn", ""}, {"albumTitle", "Album"}, {"tracks", tracks}};
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
+        return writeDocument({{"mcn", ""}, {"albumTitle", "Album"}, {"tracks", tracks}});
     }
 
-    // A 16-bit stereo 44.1 kHz WAV of two tones, `frames` CD frames long.
+    // A WAV of two tones, `frames` CD frames long.
     fs::path writeTone(const std::string& name, std::int64_t frames, double hz) {
-        const auto samples = frames * 588;
-        std::string data;
-        data.reserve(static_cast<std::size_t>(samples) * 4);
-        for (std::int64_t i = 0; i < samples; ++i)
-            for (const double f : {hz, hz * 1.5}) {
-                const auto v =
-                    static_cast<std::int16_t>(std::lround(12000.0 * std::sin(2 * M_PI * f * i / 44100.0)));
-                data.push_back(static_cast<char>(v & 0xFF));
-                data.push_back(static_cast<char>((v >> 8) & 0xFF));
-            }
-        std::string header = "RIFF____WAVEfmt ";
-        const auto le = [&header](std::uint32_t v, int bytes) {
-            for (int b = 0; b < bytes; ++b)
-                header.push_back(static_cast<char>((v >> (8 * b)) & 0xFF));
-        };
-        le(16, 4), le(1, 2), le(2, 2), le(44100, 4), le(176400, 4), le(4, 2), le(16, 2);
-        header += "data";
-        le(static_cast<std::uint32_t>(data.size()), 4);
-        const auto riff = static_cast<std::uint32_t>(header.size() - 8 + data.size());
-        for (int b = 0; b < 4; ++b)
-            header[4 + b] = static_cast<char>((riff >> (8 * b)) & 0xFF);
         const auto path = dir_ / name;
-        std::ofstream(path, std::ios::binary) << header << data;
+        writeWav16(path, frames * 588, [hz](int ch, std::int64_t i) {
+            const double f = ch == 0 ? hz : hz * 1.5;
+            return static_cast<std::int16_t>(std::lround(12000.0 * std::sin(2 * M_PI * f * i / 44100.0)));
+        });
         return path;
     }
 
@@ -88,13 +58,11 @@ class DdpCommand : public ::testing::Test {
                 t["indexLocked"] = false, t["index01OffsetFrames"] = 30;
             tracks.push_back(t);
         }
-        const nlohmann::json project{{"mcn", "4006381333931"},
-                                     {"albumTitle", "Round Trip"},
-                                     {"albumPerformer", "The Band"},
-                                     {"tracks", tracks}};
-        const auto path = dir_ / "audio.ovproj";
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
+        return writeDocument({{"mcn", "4006381333931"},
+                              {"albumTitle", "Round Trip"},
+                              {"albumPerformer", "The Band"},
+                              {"tracks", tracks}},
+                             "audio.ovproj");
     }
 
     // Exports the audio document into dir_/name and asserts that it worked.
@@ -111,8 +79,6 @@ class DdpCommand : public ::testing::Test {
                 return true;
         return false;
     }
-
-    fs::path dir_;
 };
 
 void flipByte(const fs::path& file, std::int64_t at) {
@@ -127,14 +93,13 @@ TEST_F(DdpCommand, exportWritesTheFilesetAndPQSheetWithPlainProgressLines) {
     // Exit 0, every file of the set plus the sheet, an image of the whole disc in sectors, no
     // hidden folder left, and progress as lines when stdout is no terminal.
     const auto out = dir_ / "out";
-    const auto r = runCli({"ddp", "export", writeDocument(), out.string(), "--pq-sheet"}, dir_);
+    const auto r = runCli({"ddp", "export", writeSilentDocument(), out.string(), "--pq-sheet"}, dir_);
     ASSERT_EQ(r.status, 0) << r.err;
     for (const char* name : {"DDPID", "DDPMS", "PQDESCR", "CDTEXT.BIN", "IMAGE.DAT", "IMAGE.cue",
                              "checksum.md5", "PQSheet.pdf", "PQSheet.csv"})
         EXPECT_TRUE(fs::exists(out / name)) << name;
     EXPECT_EQ(fs::file_size(out / "IMAGE.DAT"), static_cast<std::uintmax_t>((150 + 300 + 75 + 320) * 2352));
-    for (const auto& e : fs::directory_iterator(out))
-        EXPECT_NE(e.path().filename().string()[0], '.');
+    EXPECT_FALSE(hasHiddenEntries(out));
     EXPECT_NE(r.out.find("100% Finalizing\u2026\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("DDP 2.00 fileset exported to:\n"), std::string::npos);
     EXPECT_NE(slurp(out / "checksum.md5").find("  PQSheet.pdf\n"), std::string::npos);
@@ -148,7 +113,7 @@ TEST_F(DdpCommand, badDocumentAndUsageFailWithoutTouchingTheFolder) {
     EXPECT_EQ(bad.status, 1);
     EXPECT_NE(bad.err.find("none.ovproj"), std::string::npos) << bad.err;
     EXPECT_FALSE(fs::exists(out));
-    EXPECT_EQ(runCli({"ddp", "export", writeDocument()}, dir_).status, 2);
+    EXPECT_EQ(runCli({"ddp", "export", writeSilentDocument()}, dir_).status, 2);
     EXPECT_EQ(runCli({"ddp", "frob"}, dir_).status, 2);
     const auto help = runCli({"ddp", "--help"}, dir_);
     EXPECT_EQ(help.status, 0);

@@ -5,20 +5,16 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 namespace orvane::testing {
 namespace {
 
-class DevicesCommand : public ::testing::Test {
+class DevicesCommand : public CliTest {
   protected:
     void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("orvane-cli-devices-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
+        CliTest::SetUp();
         std::filesystem::create_directories(dir_ / "config" / "orvane");
         // The command reads the user's defaults; give it a store of its own.
         const char* previous = std::getenv("XDG_CONFIG_HOME");
@@ -30,7 +26,7 @@ class DevicesCommand : public ::testing::Test {
             ::setenv("XDG_CONFIG_HOME", previousConfig_->c_str(), 1);
         else
             ::unsetenv("XDG_CONFIG_HOME");
-        std::filesystem::remove_all(dir_);
+        CliTest::TearDown();
     }
 
     void storeChoice(const std::string& uid) {
@@ -38,7 +34,6 @@ class DevicesCommand : public ::testing::Test {
             << nlohmann::json{{"orvane.outputDeviceUID", uid}}.dump();
     }
 
-    std::filesystem::path dir_;
     std::optional<std::string> previousConfig_;
 };
 

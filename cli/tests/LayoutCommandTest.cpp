@@ -4,30 +4,14 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 namespace orvane::testing {
 namespace {
 
-class LayoutCommand : public ::testing::Test {
+class LayoutCommand : public CliTest {
   protected:
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("orvane-cli-test-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
-    std::string writeDocument(const nlohmann::json& project, const std::string& name = "p.ovproj") {
-        const auto path = dir_ / name;
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
-    }
-
     static nlohmann::json track(std::int64_t preGapFrames, std::int64_t samples, const std::string& id) {
         return {{"id", id},
                 {"title", "T"},
@@ -40,8 +24,6 @@ class LayoutCommand : public ::testing::Test {
         std::snprintf(buffer, sizeof buffer, "00000000-0000-4000-8000-%012d", n);
         return buffer;
     }
-
-    std::filesystem::path dir_;
 };
 
 TEST_F(LayoutCommand, printsPositionsAndBlocksOfACrossfadedPair) {
@@ -89,29 +71,17 @@ TEST_F(LayoutCommand, reportsLayoutFailuresWithStatusTwo) {
     r = runCli({"layout", hundred, "--json"}, dir_);
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(nlohmann::json::parse(r.out), (nlohmann::json{{"error", "tooManyTracks"}}));
-
-    many.erase(many.end() - 1);
-    const auto ninetyNine = writeDocument({{"mcn", ""}, {"albumTitle", "A"}, {"tracks", many}}, "99.ovproj");
-    r = runCli({"layout", ninetyNine, "--json"}, dir_);
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(nlohmann::json::parse(r.out)["positions"].size(), 99u);
 }
 
 TEST_F(LayoutCommand, refusesBrokenDocumentsWithStatusOneAndAMessage) {
-    // A missing required key, a wrong type, garbage and a missing file are refused without a crash.
+    // A document the decoder refuses, garbage and a missing file are refused without a crash.
     auto noGap = track(150, 44100 * 5, uuid(1));
     noGap.erase("preGap");
-    const std::vector<std::string> broken{
-        writeDocument({{"mcn", ""}, {"albumTitle", "A"}, {"tracks", {noGap}}}, "nogap.ovproj"),
-        writeDocument({{"mcn", ""}, {"albumTitle", "A"}, {"tracks", "none"}}, "type.ovproj"),
-        writeDocument({{"mcn", 5}, {"albumTitle", "A"}, {"tracks", nlohmann::json::array()}}, "mcn.ovproj"),
-    };
-    for (const auto& doc : broken) {
-        const auto r = runCli({"layout", doc, "--json"}, dir_);
-        EXPECT_EQ(r.status, 1) << doc;
-        EXPECT_FALSE(r.err.empty()) << doc;
-        EXPECT_TRUE(r.out.empty()) << doc;
-    }
+    const auto r = runCli(
+        {"layout", writeDocument({{"mcn", ""}, {"albumTitle", "A"}, {"tracks", {noGap}}}), "--json"}, dir_);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("missing required key \"preGap\""), std::string::npos) << r.err;
+    EXPECT_TRUE(r.out.empty());
     std::ofstream(dir_ / "garbage.ovproj") << "{\"version\": 1, \"project\": {";
     EXPECT_EQ(runCli({"layout", (dir_ / "garbage.ovproj").string()}, dir_).status, 1);
     EXPECT_EQ(runCli({"layout", (dir_ / "absent.ovproj").string()}, dir_).status, 1);

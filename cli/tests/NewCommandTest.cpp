@@ -4,27 +4,19 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 namespace orvane::testing {
 namespace {
 
-class NewCommand : public ::testing::Test {
+class NewCommand : public CliTest {
   protected:
     void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("orvane-cli-new-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
+        CliTest::SetUp();
         ASSERT_EQ(runCli({"demo", (dir_ / "audio").string()}, dir_).status, 0);
     }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
     std::string audio(const std::string& name) const { return (dir_ / "audio" / name).string(); }
-
-    std::filesystem::path dir_;
 };
 
 TEST_F(NewCommand, buildsTracksInTheGivenOrderWithLengthsInDiscSamples) {

@@ -4,7 +4,6 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -16,40 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void put16(std::string& s, std::uint32_t v) {
-    s += static_cast<char>(v & 0xFF);
-    s += static_cast<char>((v >> 8) & 0xFF);
-}
-void put32(std::string& s, std::uint32_t v) {
-    put16(s, v & 0xFFFF);
-    put16(s, v >> 16);
-}
-
 // Source sample n of channel ch, as 16-bit.
 std::int16_t sourceSample(int tone, int ch, std::int64_t n) {
     const double hz = tone == 0 ? 441.0 : 300.0;
     return static_cast<std::int16_t>(std::lround(
         (ch == 0 ? 9000.0 : -7000.0) * std::sin(2.0 * M_PI * hz * static_cast<double>(n) / 44100.0)));
-}
-
-void writeWav16(const fs::path& path, int tone, std::int64_t frames) {
-    std::string data;
-    for (std::int64_t n = 0; n < frames; ++n)
-        for (int ch = 0; ch < 2; ++ch)
-            put16(data, static_cast<std::uint16_t>(sourceSample(tone, ch, n)));
-    std::string file = "RIFF";
-    put32(file, static_cast<std::uint32_t>(36 + data.size()));
-    file += "WAVEfmt ";
-    put32(file, 16);
-    put16(file, 1);
-    put16(file, 2);
-    put32(file, 44100);
-    put32(file, 44100 * 4);
-    put16(file, 4);
-    put16(file, 16);
-    file += "data";
-    put32(file, static_cast<std::uint32_t>(data.size()));
-    std::ofstream(path, std::ios::binary) << file << data;
 }
 
 // The float samples of a 32-bit float stereo WAV, interleaved; empty if it is not one.
@@ -84,20 +54,13 @@ std::vector<float> readFloatWav(const fs::path& path) {
     return {};
 }
 
-class PlayCommand : public ::testing::Test {
+class PlayCommand : public CliTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() / ("orvane-cli-play-" + std::to_string(::getpid()) + "-" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     // Two one-second tracks: a 2-second pre-gap, tone A, a 1-second pre-gap, tone B. 5 s in all.
     std::string writeDisc() {
-        writeWav16(dir_ / "a.wav", 0, 44100);
-        writeWav16(dir_ / "b.wav", 1, 44100);
+        for (const int tone : {0, 1})
+            writeWav16(dir_ / (tone == 0 ? "a.wav" : "b.wav"), 44100,
+                       [tone](int ch, std::int64_t n) { return sourceSample(tone, ch, n); });
         const auto track = [&](const std::string& file, const std::string& id, int preGap) {
             return nlohmann::json{{"id", id},
                                   {"title", "T"},
@@ -105,17 +68,12 @@ class PlayCommand : public ::testing::Test {
                                   {"preGap", {{"totalFrames", preGap}}},
                                   {"sourceAudioSamples", 44100}};
         };
-        const nlohmann::json project{{"mcn", ""},
-                                     {"albumTitle", "A"},
-                                     {"tracks",
-                                      {track("a.wav", "00000000-0000-4000-8000-000000000001", 150),
-                                       track("b.wav", "00000000-0000-4000-8000-000000000002", 75)}}};
-        const auto path = dir_ / "p.ovproj";
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
+        return writeDocument({{"mcn", ""},
+                              {"albumTitle", "A"},
+                              {"tracks",
+                               {track("a.wav", "00000000-0000-4000-8000-000000000001", 150),
+                                track("b.wav", "00000000-0000-4000-8000-000000000002", 75)}}});
     }
-
-    fs::path dir_;
 };
 
 TEST_F(PlayCommand, fastCaptureRecordsTheDiscSpanSampleForSample) {

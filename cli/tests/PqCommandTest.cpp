@@ -3,29 +3,16 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 namespace orvane::testing {
 namespace {
 
-class PqCommand : public ::testing::Test {
+class PqCommand : public CliTest {
   protected:
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("orvane-cli-pq-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
-    std::string writeDocument(const nlohmann::json& tracks) {
-        const auto path = dir_ / "p.ovproj";
-        const nlohmann::json project{{"mcn", ""}, {"albumTitle", "Night, Shift"}, {"tracks", tracks}};
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
+    std::string writeDisc(const nlohmann::json& tracks) const {
+        return writeDocument({{"mcn", ""}, {"albumTitle", "Night, Shift"}, {"tracks", tracks}});
     }
 
     static nlohmann::json track(const std::string& id, const std::string& title, std::int64_t preGapFrames,
@@ -36,15 +23,13 @@ class PqCommand : public ::testing::Test {
                 {"preGap", {{"totalFrames", preGapFrames}}},
                 {"sourceAudioSamples", samples}};
     }
-
-    std::filesystem::path dir_;
 };
 
 TEST_F(PqCommand, writesBothFilesIntoANewFolder) {
     // The folder is made, the CSV holds the tracks' rows and the PDF is a PDF; the chosen extra
     // columns reach the CSV.
-    const auto doc = writeDocument({track("00000000-0000-4000-8000-000000000001", "First", 150, 44100 * 30),
-                                    track("00000000-0000-4000-8000-000000000002", "Second", 75, 44100 * 20)});
+    const auto doc = writeDisc({track("00000000-0000-4000-8000-000000000001", "First", 150, 44100 * 30),
+                                track("00000000-0000-4000-8000-000000000002", "Second", 75, 44100 * 20)});
     const auto out = dir_ / "sheet" / "deep";
     const auto r = runCli({"pq", doc, out.string(), "--columns", "flags,lufs", "--date", "today"}, dir_);
     ASSERT_EQ(r.status, 0) << r.err;
@@ -64,8 +49,8 @@ TEST_F(PqCommand, refusesBadInputWithAReasonAndNoFiles) {
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("none.ovproj"), std::string::npos) << r.err;
 
-    const auto doc = writeDocument(
-        nlohmann::json::array({track("00000000-0000-4000-8000-000000000001", "Empty", 150, 0)}));
+    const auto doc =
+        writeDisc(nlohmann::json::array({track("00000000-0000-4000-8000-000000000001", "Empty", 150, 0)}));
     r = runCli({"pq", doc, out.string()}, dir_);
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("trackTooShort"), std::string::npos) << r.err;

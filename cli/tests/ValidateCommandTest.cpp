@@ -4,29 +4,17 @@
 #include "CliRunner.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
 namespace orvane::testing {
 namespace {
 
-class ValidateCommand : public ::testing::Test {
+class ValidateCommand : public CliTest {
   protected:
     void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("orvane-cli-validate-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
+        CliTest::SetUp();
         std::ofstream(dir_ / "a.wav") << "RIFF";
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
-    std::string writeDocument(const nlohmann::json& project) {
-        const auto path = dir_ / "p.ovproj";
-        std::ofstream(path) << nlohmann::json{{"version", 1}, {"project", project}}.dump(2);
-        return path.string();
     }
 
     nlohmann::json track(const std::string& file, const std::string& id) const {
@@ -37,8 +25,6 @@ class ValidateCommand : public ::testing::Test {
                 {"preGap", {{"totalFrames", 150}}},
                 {"sourceAudioSamples", 750 * 588}};
     }
-
-    std::filesystem::path dir_;
 };
 
 TEST_F(ValidateCommand, errorsSetTheExitStatusAndJSONListsIssuesInOrder) {
