@@ -5,7 +5,7 @@
 namespace orvane {
 namespace {
 
-TEST(CDTime, msfStringShowsSignAndUnwrappedMinutes) {
+TEST(CDTime, msfIsOfTheAbsoluteValueAndItsTextShowsTheSign) {
     // MSF text is of the absolute value with a leading "-" for negatives, and minutes never wrap.
     EXPECT_EQ(CDTime::frames(0).msfString(), "00:00:00");
     EXPECT_EQ(CDTime::frames(74).msfString(), "00:00:74");
@@ -15,9 +15,6 @@ TEST(CDTime, msfStringShowsSignAndUnwrappedMinutes) {
     EXPECT_EQ(CDTime::frames(-1).msfString(), "-00:00:01");
     EXPECT_EQ(CDTime::frames(-76).msfString(), "-00:01:01");
     EXPECT_EQ(CDTime::frames(100 * 4500 + 59 * 75 + 74).msfString(), "100:59:74");
-}
-
-TEST(CDTime, msfIsOfTheAbsoluteValue) {
     // The triple carries no sign: -4576 frames is 1 minute, 1 second, 1 frame.
     EXPECT_EQ(CDTime::frames(-4576).msf(), (MSF{1, 1, 1}));
     EXPECT_EQ(CDTime::frames(4576).msf(), (MSF{1, 1, 1}));
