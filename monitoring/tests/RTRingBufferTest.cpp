@@ -78,9 +78,10 @@ TEST(RTRingBuffer, concurrentWriterAndReaderSeeAnUnbrokenSequence) {
     // With one writer and one reader on separate threads, every frame arrives once, in order.
     RTRingBuffer ring(256);
     constexpr std::int64_t total = 40000;
+    std::atomic<bool> readerDone{false}; // so that a broken ring fails the test instead of hanging it
     std::thread writer([&] {
         std::int64_t next = 0;
-        while (next < total) {
+        while (next < total && !readerDone.load()) {
             const auto block = ramp(next, std::min<std::int64_t>(37, total - next));
             next += ring.write(block.data(), block.data(), static_cast<std::int64_t>(block.size()));
             std::this_thread::yield();
@@ -95,6 +96,7 @@ TEST(RTRingBuffer, concurrentWriterAndReaderSeeAnUnbrokenSequence) {
             inOrder = inOrder && l[static_cast<std::size_t>(i)] == static_cast<float>(expected + i);
         expected += n;
     }
+    readerDone = true;
     writer.join();
     EXPECT_TRUE(inOrder);
     EXPECT_EQ(expected, total);
