@@ -19,12 +19,14 @@ namespace orvane {
 
 namespace {
 
-// Chunks queued between the render and the quantiser: the render may run this far ahead.
-constexpr std::size_t chunkSlots = 4;
+// Chunks queued between the render and the quantiser: the render may run this far ahead. Each ring
+// wakes a waiting side only when half of it is ready, so that two threads of about the same speed
+// do not take turns sleeping on every slot; that halves the context switches of an export.
+constexpr std::size_t chunkSlots = 8;
 // Blocks between the quantiser and the next stage: the digest where there is one, as it is the slowest
 // and should never wait for the render or the disk; then between the digest and the writer.
-constexpr std::size_t blockSlots = 3;
-constexpr std::size_t digestedSlots = 3;
+constexpr std::size_t blockSlots = 6;
+constexpr std::size_t digestedSlots = 6;
 // Direct writes must start, end and sit in memory on the device's block boundaries; this is a multiple
 // of every block size in use.
 constexpr std::size_t alignment = 4096;
@@ -54,8 +56,8 @@ struct ImageWriter::Digest {
 };
 
 ImageWriter::ImageWriter(int fd, std::string fileName, DitherType masterDither, Exporter::ImageDigest digest)
-    : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither), chunks_(chunkSlots, 2),
-      bytes_(blockSlots, 1), digested_(digestedSlots, 1) {
+    : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither), chunks_(chunkSlots, chunkSlots / 2),
+      bytes_(blockSlots, blockSlots / 2), digested_(digestedSlots, digestedSlots / 2) {
     if (digest == Exporter::ImageDigest::md5) {
         digest_ = std::make_unique<Digest>();
         if (!digest_->context || EVP_DigestInit_ex(digest_->context.get(), EVP_md5(), nullptr) != 1)

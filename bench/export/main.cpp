@@ -1,7 +1,7 @@
 // Times the DDP export of a full disc (fades, a crossfade, gain, an envelope, TPDF; image, streams
 // and checksums) and the image render alone beside the I/O floor: reading the same sources and
 // writing an image of the same size without processing.
-// Usage: bench_export [MINUTES] [ROUNDS] (defaults 74 and 3). The three cases take turns, ROUNDS
+// Usage: bench_export [MINUTES] [ROUNDS] (defaults 74 and 5). The three cases take turns, ROUNDS
 // times, each after a sync so that none pays for the writeback of another's output; the table shows
 // each case's fastest round, since other work on a shared machine only ever adds time. It is run
 // twice: with the sources in the page cache, where reading them is a memory copy, and with the
@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
     }
     const std::int64_t imageBytes = positions->back().endLBA * 2352;
 
-    const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
+    const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
     const double disc = static_cast<double>(positions->back().endLBA) / 75.0;
     std::printf("disc: %.1f min, %d tracks of 44.1 kHz 24-bit, image %.0f MB (sources made in %.1f s); "
                 "fastest of %d rounds\n",

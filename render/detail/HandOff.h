@@ -1,8 +1,8 @@
 #pragma once
 // A bounded hand-off between two threads: a fixed ring of slots that one producer fills and one
 // consumer empties, in order. Either side, or a third party, may stop it, which wakes both for good.
-// The consumer sleeps until a few slots are ready (or the stream ends), so that a fast consumer is
-// not woken for every slot.
+// Either side that has to wait sleeps until a few slots are ready for it (or the stream ends), so that
+// two threads of about the same speed are not woken for every slot in turn.
 #include <algorithm>
 #include <condition_variable>
 #include <cstddef>
@@ -22,7 +22,11 @@ template <class T> class HandOff final {
     // Producer: the next free slot, waiting while all are full; nullptr once stopped.
     T* slotToFill() {
         std::unique_lock lock(mutex_);
-        space_.wait(lock, [&] { return stopped_ || count_ < slots_.size(); });
+        if (count_ == slots_.size()) {
+            producerWaits_ = true;
+            space_.wait(lock, [&] { return stopped_ || count_ + wakeBatch_ <= slots_.size(); });
+            producerWaits_ = false;
+        }
         return stopped_ ? nullptr : &slots_[(head_ + count_) % slots_.size()];
     }
     // Producer: the slot from slotToFill() is ready.
@@ -52,12 +56,13 @@ template <class T> class HandOff final {
     }
     // Consumer: done with the slot from nextToTake(); it may be filled again.
     void taken() {
-        {
-            const std::lock_guard lock(mutex_);
-            head_ = (head_ + 1) % slots_.size();
-            --count_;
-        }
-        space_.notify_one();
+        std::unique_lock lock(mutex_);
+        head_ = (head_ + 1) % slots_.size();
+        --count_;
+        const bool wake = producerWaits_ && count_ + wakeBatch_ <= slots_.size();
+        lock.unlock();
+        if (wake)
+            space_.notify_one();
     }
 
     // Ends the hand-off on both sides; what is still queued is dropped.
@@ -80,6 +85,7 @@ template <class T> class HandOff final {
     std::size_t count_ = 0;         // ready slots
     bool closed_ = false;
     bool stopped_ = false;
+    bool producerWaits_ = false;
 };
 
 } // namespace orvane::detail
