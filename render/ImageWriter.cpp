@@ -21,7 +21,7 @@ namespace {
 
 // Chunks queued between the render and the quantiser: the render may run this far ahead. Each ring
 // wakes a waiting side only when half of it is ready, so that two threads of about the same speed
-// do not take turns sleeping on every slot; that halves the context switches of an export.
+// do not take turns sleeping on every slot; an export switches threads less than half as often.
 constexpr std::size_t chunkSlots = 8;
 // Blocks between the quantiser and the next stage: the digest where there is one, as it is the slowest
 // and should never wait for the render or the disk; then between the digest and the writer.
@@ -56,8 +56,9 @@ struct ImageWriter::Digest {
 };
 
 ImageWriter::ImageWriter(int fd, std::string fileName, DitherType masterDither, Exporter::ImageDigest digest)
-    : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither), chunks_(chunkSlots, chunkSlots / 2),
-      bytes_(blockSlots, blockSlots / 2), digested_(digestedSlots, digestedSlots / 2) {
+    : fd_(fd), fileName_(std::move(fileName)), masterDither_(masterDither),
+      chunks_(chunkSlots, chunkSlots / 2), bytes_(blockSlots, blockSlots / 2),
+      digested_(digestedSlots, digestedSlots / 2) {
     if (digest == Exporter::ImageDigest::md5) {
         digest_ = std::make_unique<Digest>();
         if (!digest_->context || EVP_DigestInit_ex(digest_->context.get(), EVP_md5(), nullptr) != 1)
