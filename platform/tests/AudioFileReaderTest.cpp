@@ -1,7 +1,6 @@
 #include "platform/AudioFileReader.h"
 
 #include "TempFolder.h"
-#include "platform/AudioFileWriter.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -19,55 +18,54 @@
 namespace orvane {
 namespace {
 
+// Writes a PCM file through libsndfile from samples of the given width (frames x channels,
+// interleaved), with a title so that a chunk of text follows the audio data.
+void writePcm(const std::filesystem::path& path, int format, int channels, int bits,
+              const std::vector<std::int32_t>& samples) {
+    SF_INFO info{};
+    info.samplerate = 44100;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(out, nullptr) << sf_strerror(nullptr);
+    std::vector<int> justified;
+    for (std::int32_t s : samples) {
+        justified.push_back(static_cast<int>(static_cast<std::uint32_t>(s) << (32 - bits)));
+    }
+    const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
+    ASSERT_EQ(sf_writef_int(out, justified.data(), frames), frames);
+    sf_set_string(out, SF_STR_TITLE, "after the data"); // set late, so written behind the samples
+    sf_close(out);
+}
+
 class AudioFileReaderTest : public ::testing::Test {
   protected:
     std::filesystem::path file(const std::string& name) const { return temp_.path / name; }
 
-    // A 16-bit stereo WAV whose frame i holds i on the left and -i on the right (in steps of 2^-15),
-    // so any frame read back tells where it came from.
+    // A 16-bit stereo WAV whose frame i holds i on the left, so any frame read back tells where it
+    // came from.
     std::filesystem::path writeRamp(const std::string& name, int frames) const {
-        std::vector<std::int16_t> samples;
+        std::vector<std::int32_t> samples;
         for (int i = 0; i < frames; ++i) {
-            samples.push_back(static_cast<std::int16_t>(i));
-            samples.push_back(static_cast<std::int16_t>(-i));
+            samples.push_back(i);
+            samples.push_back(-i);
         }
-        auto writer = AudioFileWriter::open(file(name), {std::nullopt, AudioSampleFormat::int16, 44100, 2});
-        EXPECT_TRUE(writer.has_value());
-        EXPECT_TRUE(writer->writeInterleavedInt16(samples).has_value());
-        EXPECT_TRUE(writer->finish().has_value());
+        writePcm(file(name), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 16, samples);
         return file(name);
     }
 
     testing::TempFolder temp_{"orvane-reader"};
 };
 
-float rampValue(std::int64_t i) {
-    return static_cast<float>(i) / 32768.0f;
-}
-
-TEST_F(AudioFileReaderTest, seeksAndReadsFromThePositionWithShortReadsAtTheEnd) {
-    // A read starts at framePosition, a seek moves it (never below 0), and at the end a read delivers
-    // fewer frames or none without error.
-    auto reader = AudioFileReader::open(writeRamp("ramp.wav", 10000));
+TEST_F(AudioFileReaderTest, seeksPastTheEndButNeverBelowZeroAndRefusesAnotherShape) {
+    // A seek past the end is allowed and reads nothing; a negative one fails and leaves the position;
+    // a read into a buffer of other channels is refused.
+    auto reader = AudioFileReader::open(writeRamp("ramp.wav", 100));
     ASSERT_TRUE(reader.has_value());
-    EXPECT_EQ(reader->lengthFrames(), 10000);
-    EXPECT_EQ(reader->sampleRate(), 44100.0);
-    EXPECT_EQ(reader->channelCount(), 2);
-
-    AudioBuffer buffer = reader->makeBuffer(9000);
-    ASSERT_TRUE(reader->setFramePosition(1234).has_value());
-    ASSERT_EQ(reader->read(buffer, 10).value(), 10u);
-    EXPECT_EQ(buffer.channel(0)[0], rampValue(1234));
-    EXPECT_EQ(buffer.channel(1)[9], -rampValue(1243));
-
-    ASSERT_TRUE(reader->setFramePosition(9990).has_value());
-    ASSERT_EQ(reader->read(buffer).value(), 10u); // capacity 9000, only 10 left
-    EXPECT_EQ(buffer.channel(0)[9], rampValue(9999));
+    AudioBuffer buffer = reader->makeBuffer(200);
+    ASSERT_TRUE(reader->setFramePosition(500).has_value());
     EXPECT_EQ(reader->read(buffer).value(), 0u);
     EXPECT_EQ(buffer.frameLength(), 0u);
-
-    ASSERT_TRUE(reader->setFramePosition(20000).has_value()); // past the end: allowed, reads nothing
-    EXPECT_EQ(reader->read(buffer).value(), 0u);
 
     ASSERT_TRUE(reader->setFramePosition(5).has_value());
     auto negative = reader->setFramePosition(-1);
@@ -75,7 +73,7 @@ TEST_F(AudioFileReaderTest, seeksAndReadsFromThePositionWithShortReadsAtTheEnd) 
     EXPECT_EQ(negative.error().code, AudioFileErrorCode::seekFailed);
     EXPECT_EQ(reader->framePosition(), 5);
     ASSERT_EQ(reader->read(buffer, 1).value(), 1u);
-    EXPECT_EQ(buffer.channel(0)[0], rampValue(5));
+    EXPECT_EQ(buffer.channel(0)[0], 5.0f / 32768.0f);
 
     AudioBuffer mono(44100, 1, 16);
     auto mismatch = reader->read(mono);
@@ -100,26 +98,6 @@ TEST_F(AudioFileReaderTest, unreadableFilesFailToOpenAsValues) {
         EXPECT_EQ(reader.error().domain, "AudioFile");
         EXPECT_NE(reader.error().message.find(name), std::string::npos);
     }
-}
-
-// Writes a PCM file through libsndfile from samples of the given width (frames x channels,
-// interleaved), with a title so that a chunk of text follows the audio data.
-void writePcm(const std::filesystem::path& path, int format, int channels, int bits,
-              const std::vector<std::int32_t>& samples) {
-    SF_INFO info{};
-    info.samplerate = 44100;
-    info.channels = channels;
-    info.format = format;
-    SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(out, nullptr) << sf_strerror(nullptr);
-    std::vector<int> justified;
-    for (std::int32_t s : samples) {
-        justified.push_back(static_cast<int>(static_cast<std::uint32_t>(s) << (32 - bits)));
-    }
-    const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
-    ASSERT_EQ(sf_writef_int(out, justified.data(), frames), frames);
-    sf_set_string(out, SF_STR_TITLE, "after the data"); // set late, so written behind the samples
-    sf_close(out);
 }
 
 // Where the samples of a WAV start: just past the "data" chunk's header.
@@ -243,32 +221,6 @@ TEST_F(AudioFileReaderTest, truncatedPcmGivesTheFramesAndLengthLibsndfileGives) 
         EXPECT_EQ(reader->read(buffer).value(), 0u);
         EXPECT_EQ(reader->lengthFrames(), 600);
         EXPECT_EQ(reader->framePosition(), 600);
-    }
-}
-
-TEST_F(AudioFileReaderTest, bigEndianAiffStillReadsExactly) {
-    // 16- and 24-bit AIFF, whose bytes are big-endian, read back to the exact values written.
-    for (const int bits : {16, 24}) {
-        SCOPED_TRACE(std::to_string(bits) + " bits");
-        const std::int32_t top = (1 << (bits - 1)) - 1;
-        std::vector<std::int32_t> samples;
-        for (std::int32_t i = 0; i < 500; ++i) {
-            samples.push_back(i * 4099 % top);
-            samples.push_back(i == 0 ? -top - 1 : -(i * 131) % top);
-        }
-        const auto path = file("big" + std::to_string(bits) + ".aiff");
-        writePcm(path, SF_FORMAT_AIFF | (bits == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24), 2, bits, samples);
-        auto reader = AudioFileReader::open(path);
-        ASSERT_TRUE(reader.has_value());
-        EXPECT_EQ(reader->fileFormat().container, AudioContainer::aiff);
-        AudioBuffer buffer = reader->makeBuffer(600);
-        ASSERT_TRUE(reader->setFramePosition(100).has_value());
-        ASSERT_EQ(reader->read(buffer).value(), 400u);
-        const float scale = 1.0f / static_cast<float>(top + 1);
-        for (std::size_t i = 0; i < 400; ++i) {
-            ASSERT_EQ(buffer.channel(0)[i], static_cast<float>(samples[(100 + i) * 2]) * scale);
-            ASSERT_EQ(buffer.channel(1)[i], static_cast<float>(samples[(100 + i) * 2 + 1]) * scale);
-        }
     }
 }
 

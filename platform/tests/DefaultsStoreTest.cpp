@@ -84,9 +84,8 @@ TEST_F(DefaultsStoreTest, theFileIsASortedJSONObjectWithNoTemporaryLeftBeside) {
     store.setBool("zeta", true);
     store.setBool("alpha", false);
     store.setString("mid", "x");
-    const auto parsed = nlohmann::json::parse(contents(file()));
-    ASSERT_TRUE(parsed.is_object());
-    EXPECT_EQ(parsed, (nlohmann::json{{"alpha", false}, {"mid", "x"}, {"zeta", true}}));
+    EXPECT_EQ(nlohmann::json::parse(contents(file())),
+              (nlohmann::json{{"alpha", false}, {"mid", "x"}, {"zeta", true}}));
     const std::string text = contents(file());
     EXPECT_LT(text.find("alpha"), text.find("mid"));
     EXPECT_LT(text.find("mid"), text.find("zeta"));

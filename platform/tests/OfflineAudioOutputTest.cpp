@@ -83,40 +83,48 @@ class OfflineAudioOutputTest : public ::testing::Test {
     const fs::path folder_ = temp_.path;
 };
 
-TEST_F(OfflineAudioOutputTest, pullRunsTheCallbackInOrderedBlocksOnItsOwnClock) {
+TEST_F(OfflineAudioOutputTest, pullRunsTheCallbackInOrderedBlocksOnItsOwnClockAndCapturesThem) {
     // pull() hands back exactly what the callback wrote, in blocks of at most 512 frames whose host
-    // times advance by the audio pulled; it needs a start first and refuses other devices.
-    OfflineAudioOutput output({OfflinePacing::manual, std::nullopt, 0.0});
-    EXPECT_FALSE(output.pull(16)) << "no callback yet";
+    // times advance by the audio pulled; it needs a start first and refuses other devices. The same
+    // frames go to the capture, which the destructor finishes.
+    const auto wav = folder_ / "manual.wav";
+    {
+        OfflineAudioOutput output({OfflinePacing::manual, wav, 0.25});
+        EXPECT_EQ(output.presentationLatency(), 0.25);
+        EXPECT_FALSE(output.pull(16)) << "no callback yet";
 
-    Signal signal;
-    EXPECT_FALSE(output.start(7u, signal.callback())) << "an unknown device is refused";
-    EXPECT_FALSE(output.isRunning());
-    ASSERT_TRUE(output.start(OfflineAudioOutput::deviceID, signal.callback()));
-    EXPECT_TRUE(output.isRunning());
+        Signal signal;
+        EXPECT_FALSE(output.start(7u, signal.callback())) << "an unknown device is refused";
+        EXPECT_FALSE(output.isRunning());
+        ASSERT_TRUE(output.start(OfflineAudioOutput::deviceID, signal.callback()));
+        EXPECT_TRUE(output.isRunning());
 
-    auto first = output.pull(1300);
-    ASSERT_TRUE(first) << first.error();
-    ASSERT_EQ(first->left.size(), 1300u);
-    ASSERT_EQ(first->blockHostTimesSeconds.size(), 3u); // 512 + 512 + 276
-    EXPECT_NEAR(first->blockHostTimesSeconds[1] - first->blockHostTimesSeconds[0], 512.0 / 44100.0, 1e-9);
-    EXPECT_NEAR(first->blockHostTimesSeconds[2] - first->blockHostTimesSeconds[1], 512.0 / 44100.0, 1e-9);
-    auto second = output.pull(10);
-    ASSERT_TRUE(second);
-    EXPECT_NEAR(second->blockHostTimesSeconds[0] - first->blockHostTimesSeconds[0], 1300.0 / 44100.0, 1e-9);
+        auto first = output.pull(1300);
+        ASSERT_TRUE(first) << first.error();
+        ASSERT_EQ(first->left.size(), 1300u);
+        ASSERT_EQ(first->blockHostTimesSeconds.size(), 3u); // 512 + 512 + 276
+        EXPECT_NEAR(first->blockHostTimesSeconds[1] - first->blockHostTimesSeconds[0], 512.0 / 44100.0, 1e-9);
+        EXPECT_NEAR(first->blockHostTimesSeconds[2] - first->blockHostTimesSeconds[1], 512.0 / 44100.0, 1e-9);
+        auto second = output.pull(10);
+        ASSERT_TRUE(second);
+        EXPECT_NEAR(second->blockHostTimesSeconds[0] - first->blockHostTimesSeconds[0], 1300.0 / 44100.0,
+                    1e-9);
 
-    for (std::uint64_t i = 0; i < 1300; ++i) {
-        ASSERT_EQ(first->left[i], leftAt(i)) << i;
-        ASSERT_EQ(first->right[i], rightAt(i)) << i;
+        for (std::uint64_t i = 0; i < 1300; ++i) {
+            ASSERT_EQ(first->left[i], leftAt(i)) << i;
+            ASSERT_EQ(first->right[i], rightAt(i)) << i;
+        }
+        EXPECT_EQ(second->left.front(), leftAt(1300));
+        EXPECT_EQ(output.framesPulled(), 1310u);
+        EXPECT_EQ(signal.blocks, 4u);
+
+        auto none = output.pull(0);
+        ASSERT_TRUE(none);
+        EXPECT_TRUE(none->left.empty());
+        EXPECT_EQ(signal.blocks, 4u);
+        EXPECT_FALSE(fs::exists(wav));
     }
-    EXPECT_EQ(second->left.front(), leftAt(1300));
-    EXPECT_EQ(output.framesPulled(), 1310u);
-    EXPECT_EQ(signal.blocks, 4u);
-
-    auto none = output.pull(0);
-    ASSERT_TRUE(none);
-    EXPECT_TRUE(none->left.empty());
-    EXPECT_EQ(signal.blocks, 4u);
+    expectCaptureHoldsSignal(wav, 1310);
 }
 
 TEST_F(OfflineAudioOutputTest, captureHoldsEveryPulledFrameAndAppearsOnlyWhenStopped) {
@@ -162,22 +170,6 @@ TEST_F(OfflineAudioOutputTest, aRealTimeStreamCutShortStillLeavesAWholeFile) {
     }
     expectCaptureHoldsSignal(second, signal.nextFrame);
     EXPECT_EQ(folderEntries().size(), 2u);
-}
-
-TEST_F(OfflineAudioOutputTest, aManualCaptureMatchesWhatPullReturned) {
-    // In manual pacing, pull() writes the same frames to the capture as it hands back, and the
-    // destructor finishes the file.
-    const auto wav = folder_ / "manual.wav";
-    {
-        OfflineAudioOutput output({OfflinePacing::manual, wav, 0.25});
-        EXPECT_EQ(output.presentationLatency(), 0.25);
-        Signal signal;
-        ASSERT_TRUE(output.start(std::nullopt, signal.callback()));
-        ASSERT_TRUE(output.pull(700));
-        ASSERT_TRUE(output.pull(5000));
-        EXPECT_FALSE(fs::exists(wav));
-    }
-    expectCaptureHoldsSignal(wav, 5700);
 }
 
 TEST_F(OfflineAudioOutputTest, aCaptureThatCannotBeMadeFailsTheStartWithAReason) {

@@ -35,8 +35,6 @@ TEST(RtAudioOutput, offersOnlyReadableOutputDevicesInTheApisOrderWithDistinctIds
         ids.insert(device.id);
     EXPECT_EQ(ids.size(), 4u);
     EXPECT_EQ(ids.count(0), 0u) << "0 means no device to the device manager";
-    EXPECT_NE(RtAudioOutput::deviceID(1, 0), RtAudioOutput::deviceID(2, 0));
-    EXPECT_TRUE(RtAudioOutput::outputDevices(3, "jack", {}).empty());
 }
 
 TEST(RtAudioOutput, asksThisMachinesApisQuietlyAndRefusesDevicesItDoesNotHave) {

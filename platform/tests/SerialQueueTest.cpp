@@ -53,7 +53,6 @@ TEST(SerialQueue, runsTasksOneAtATimeInSubmissionOrderOnItsOwnThread) {
         }
     }
     EXPECT_EQ(queue.pendingCount(), 0u);
-    EXPECT_EQ(queue.label(), "orvane.test");
 }
 
 TEST(SerialQueue, syncWaitsForEarlierTasksAndRethrowsItsOwnFailure) {

@@ -29,17 +29,12 @@ class ScriptedHardware final : public AudioOutput {
     double presentationLatency() const override { return 0.02; }
 };
 
+// The scripted hardware stays reachable through `hardware` while the output owns it.
 struct Fixture {
-    ScriptedHardware* hardware = nullptr;
-    std::unique_ptr<SystemAudioOutput> output;
-
-    Fixture() {
-        auto owned = std::make_unique<ScriptedHardware>();
-        hardware = owned.get();
-        output = std::make_unique<SystemAudioOutput>(
-            std::move(owned),
-            std::make_unique<OfflineAudioOutput>(OfflineAudioOutputSettings{OfflinePacing::manual, {}, 0.1}));
-    }
+    ScriptedHardware* hardware = new ScriptedHardware;
+    std::unique_ptr<SystemAudioOutput> output = std::make_unique<SystemAudioOutput>(
+        std::unique_ptr<AudioOutput>(hardware),
+        std::make_unique<OfflineAudioOutput>(OfflineAudioOutputSettings{OfflinePacing::manual, {}, 0.1}));
 };
 
 TEST(SystemAudioOutput, listsTheHardwareThenOfflineAndFallsBackToOfflineWithoutHardware) {
