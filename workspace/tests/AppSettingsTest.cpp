@@ -91,7 +91,6 @@ TEST_F(AppSettingsTest, anEmptyOrMissingLegacyDomainStillSetsTheGuard) {
     EXPECT_EQ(present_->keys(), std::vector<std::string>{"orvane.defaultsMigratedFromLegacyDomain"});
     EXPECT_TRUE(AppSettings{*present_}.defaultsMigratedFromLegacyDomain());
     EXPECT_FALSE(fs::exists(legacyFile));
-    EXPECT_EQ(AppSettings::legacyDefaultsFilePath().parent_path().filename(), "orvane-legacy");
 }
 
 } // namespace

@@ -73,13 +73,6 @@ class ProjectPanelsTest : public testing::WorkspaceFixture {
         return path;
     }
 
-    static std::vector<std::string> names(int count) {
-        std::vector<std::string> list;
-        for (int i = 1; i <= count; ++i)
-            list.push_back("Take " + std::to_string(i) + ".wav");
-        return list;
-    }
-
     ScriptedPanelHost host;
     RecentProjectsStore recent;
     ProjectPanels panels;
@@ -156,11 +149,8 @@ TEST_F(ProjectPanelsTest, openingRecordsTheFileAndWarnsOfMissingAudioOnce) {
     std::ofstream{folder / "Here.wav"} << "x";
     host.openAnswers = {document};
     ASSERT_TRUE(panels.open(*ws));
-    EXPECT_EQ(host.openRequests.back().title, "Open Orvane Project");
-    EXPECT_EQ(host.openRequests.back().allowedExtensions,
-              (std::vector<std::string>{"ovproj", "ovt", "orvane"}));
-    EXPECT_FALSE(host.openRequests.back().allowsMultipleSelection);
-    EXPECT_FALSE(host.openRequests.back().canChooseDirectories);
+    EXPECT_EQ(host.openRequests.back(),
+              (OpenPanelRequest{"Open Orvane Project", {"ovproj", "ovt", "orvane"}, true, false, false}));
     EXPECT_EQ(ws->project().tracks.size(), 2u);
     EXPECT_EQ(recent.urls().front(), document);
     ASSERT_EQ(host.alerts.size(), 1u);

@@ -5,6 +5,7 @@
 #include "model/CDTrack.h"
 #include "platform/DefaultsStore.h"
 #include "platform/MainLoop.h"
+#include "platform/tests/TempFolder.h"
 #include "workspace/WorkspaceState.h"
 #include "workspace/tests/FakePlayback.h"
 
@@ -13,26 +14,13 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <random>
 #include <string>
 
 namespace orvane::testing {
 
 class WorkspaceFixture : public ::testing::Test {
   protected:
-    WorkspaceFixture() {
-        std::random_device seed;
-        folder = std::filesystem::temp_directory_path() /
-                 ("orvane-workspace-test-" + std::to_string(seed()) + std::to_string(seed()));
-        std::filesystem::create_directories(folder);
-        defaults = std::make_unique<DefaultsStore>(folder / "defaults.json");
-        makeWorkspace();
-    }
-    ~WorkspaceFixture() override {
-        ws.reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
+    WorkspaceFixture() { makeWorkspace(); }
 
     void makeWorkspace() {
         ws.reset();
@@ -62,10 +50,11 @@ class WorkspaceFixture : public ::testing::Test {
         endTurn();
     }
 
-    std::filesystem::path folder;
+    TempFolder temp{"orvane-workspace-test"};
+    const std::filesystem::path& folder = temp.path;
+    std::unique_ptr<DefaultsStore> defaults = std::make_unique<DefaultsStore>(folder / "defaults.json");
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     MainLoop loop{clock};
-    std::unique_ptr<DefaultsStore> defaults;
     std::shared_ptr<FakePlayback::State> engine;
     double wallSeconds = 1000.0;
     std::unique_ptr<WorkspaceState> ws;
