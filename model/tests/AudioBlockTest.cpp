@@ -38,11 +38,8 @@ std::vector<AudioBlock> expected(std::initializer_list<std::variant<Silence, Tra
 TEST(AudioBlock, leadInIsSilenceUpToTheFirstTrack) {
     // The first track's pre-gap is silence from frame 0, at least 150 frames and longer when asked;
     // an empty layout gives no blocks.
-    const auto blocks = blocksOf(projectOf({CDTrack::make("T", std::nullopt, 150, 44100)}));
-    EXPECT_EQ(blocks, expected({Silence{0, 150}, Track{0, 150, 75, 0}}));
-    EXPECT_EQ(blocks[1].startFrame(), 150);
-    EXPECT_EQ(blocks[1].durationFrames(), 75);
-    EXPECT_EQ(blocks[1].endFrame(), 225);
+    EXPECT_EQ(blocksOf(projectOf({CDTrack::make("T", std::nullopt, 150, 44100)})),
+              expected({Silence{0, 150}, Track{0, 150, 75, 0}}));
     EXPECT_TRUE(AudioBlock::construct(CDProject{}, {}).empty());
     EXPECT_EQ(blocksOf(projectOf({track(300, 400)})), expected({Silence{0, 300}, Track{0, 300, 400, 0}}));
     EXPECT_EQ(blocksOf(projectOf({track(-100, 400)})), expected({Silence{0, 150}, Track{0, 150, 400, 0}}));

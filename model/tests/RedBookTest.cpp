@@ -33,14 +33,5 @@ TEST(CDTime, samplesToFramesRoundsUpAlsoForNegatives) {
     EXPECT_EQ(CDTime::fromSamples(-589).totalFrames, -1);
 }
 
-TEST(CDTime, convertsToSamplesAndSecondsAndComparesByFrames) {
-    // Frames to samples is exact; ordering and equality look at totalFrames alone.
-    EXPECT_EQ(CDTime::frames(-3).samples(), -1764);
-    EXPECT_DOUBLE_EQ(CDTime::frames(150).seconds(), 2.0);
-    EXPECT_LT(CDTime::frames(-75), CDTime::frames(0));
-    EXPECT_GE(CDTime::frames(5), CDTime::frames(5));
-    EXPECT_EQ(CDTime::frames(7), CDTime::fromSamples(7 * 588));
-}
-
 } // namespace
 } // namespace orvane

@@ -117,20 +117,17 @@ TEST(TimelineCalculator, unlockedOffsetMovesOnlyIndex01) {
 }
 
 TEST(TimelineCalculator, zeroLengthTrackIsTooShort) {
-    // A track whose markers leave no frame after INDEX 01 fails with its 1-based number.
-    auto result =
-        TimelineCalculator::calculatePositions(projectOf({track(150, 400), track(0, 0), track(0, 400)}));
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), DDPError::trackTooShort(2));
-    EXPECT_EQ(result.error().description(), "trackTooShort(track: 2)");
-
-    // The last track too, and a zero-length track crossfaded into its predecessor.
-    auto last = TimelineCalculator::calculatePositions(projectOf({track(150, 400), track(0, 0)}));
-    ASSERT_FALSE(last.has_value());
-    EXPECT_EQ(last.error(), DDPError::trackTooShort(2));
-    auto crossfaded = TimelineCalculator::calculatePositions(projectOf({track(150, 400), track(-10, 0)}));
-    ASSERT_FALSE(crossfaded.has_value());
-    EXPECT_EQ(crossfaded.error(), DDPError::trackTooShort(2));
+    // A track whose markers leave no frame after INDEX 01 fails with its 1-based number, in the
+    // middle, at the end, or crossfaded into its predecessor.
+    const std::vector<std::vector<CDTrack>> cases{{track(150, 400), track(0, 0), track(0, 400)},
+                                                  {track(150, 400), track(0, 0)},
+                                                  {track(150, 400), track(-10, 0)}};
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        const auto result = TimelineCalculator::calculatePositions(projectOf(cases[i]));
+        ASSERT_FALSE(result.has_value());
+        EXPECT_EQ(result.error(), DDPError::trackTooShort(2));
+    }
 }
 
 TEST(TimelineCalculator, moreThan99TracksFailOnlyAfter99GoodPositions) {
@@ -145,7 +142,6 @@ TEST(TimelineCalculator, moreThan99TracksFailOnlyAfter99GoodPositions) {
     auto tooMany = TimelineCalculator::calculatePositions(projectOf(tracks));
     ASSERT_FALSE(tooMany.has_value());
     EXPECT_EQ(tooMany.error(), DDPError::tooManyTracks());
-    EXPECT_EQ(tooMany.error().description(), "tooManyTracks");
 
     tracks[41] = track(0, 0);
     auto shortFirst = TimelineCalculator::calculatePositions(projectOf(tracks));

@@ -1,6 +1,7 @@
 #include "model/VinylValidator.h"
 
 #include "model/ProjectValidator.h"
+#include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -15,13 +16,7 @@ using Severity = ValidationIssue::Severity;
 // Tracks on a real (empty) file, placed on sides by hand.
 class VinylValidatorTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        folder =
-            std::filesystem::temp_directory_path() / ("orvane-vinyl-validator-" + Uuid::random().string());
-        std::filesystem::create_directories(folder);
-        std::ofstream(folder / "take.wav") << "RIFF";
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
+    void SetUp() override { std::ofstream(folder / "take.wav") << "RIFF"; }
 
     CDTrack track(std::int64_t frames) const {
         CDTrack t = CDTrack::make("Song", std::nullopt, 150, frames * 588);
@@ -37,7 +32,8 @@ class VinylValidatorTest : public ::testing::Test {
         return ProgramGroup{Uuid::random(), std::move(label), std::move(entries), std::move(matrix)};
     }
 
-    std::filesystem::path folder;
+    testing::TempFolder temp{"orvane-vinyl-validator"};
+    const std::filesystem::path& folder = temp.path;
 };
 
 TEST_F(VinylValidatorTest, programWithoutEntriesGivesOnlyTheEmptyError) {
