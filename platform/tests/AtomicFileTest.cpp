@@ -45,9 +45,10 @@ TEST_F(AtomicFileTest, writesAndReplacesWholeFilesKeepingPermissions) {
     EXPECT_EQ(AtomicFile::read(target).value(), "");
 }
 
-TEST_F(AtomicFileTest, aFailedWriteNamesTheFileAndLeavesEverythingAsItWas) {
+TEST_F(AtomicFileTest, aFailedWriteOrReadNamesTheFileAndLeavesEverythingAsItWas) {
     // Writing into a missing folder or over a folder fails with the file's name and the reason, and
-    // neither the target nor any temporary is left changed.
+    // neither the target nor any temporary is left changed; reading a missing file or a folder fails
+    // the same way, never with an empty success.
     const auto missing = AtomicFile::write(folder_ / "nope" / "doc.ovproj", "x");
     ASSERT_FALSE(missing);
     EXPECT_NE(missing.error().find("\u201Cdoc.ovproj\u201D"), std::string::npos) << missing.error();
@@ -60,13 +61,10 @@ TEST_F(AtomicFileTest, aFailedWriteNamesTheFileAndLeavesEverythingAsItWas) {
     EXPECT_EQ(entriesInFolder(), 1);
 
     EXPECT_FALSE(AtomicFile::write({}, "x"));
-}
 
-TEST_F(AtomicFileTest, readingAMissingFileSaysWhy) {
-    // A missing file gives the file's name and the system's reason, never an empty success.
-    const auto result = AtomicFile::read(folder_ / "gone.ovproj");
-    ASSERT_FALSE(result);
-    EXPECT_EQ(result.error(), "Could not read \u201Cgone.ovproj\u201D: No such file or directory.");
+    const auto gone = AtomicFile::read(folder_ / "gone.ovproj");
+    ASSERT_FALSE(gone);
+    EXPECT_EQ(gone.error(), "Could not read \u201Cgone.ovproj\u201D: No such file or directory.");
     EXPECT_FALSE(AtomicFile::read(folder_));
 }
 

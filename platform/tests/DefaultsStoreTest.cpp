@@ -79,7 +79,8 @@ TEST_F(DefaultsStoreTest, aValueOfAnotherTypeReadsAsAbsent) {
 }
 
 TEST_F(DefaultsStoreTest, theFileIsASortedJSONObjectWithNoTemporaryLeftBeside) {
-    // After writes the folder holds only defaults.json, a JSON object with its keys in order.
+    // After writes the folder holds only defaults.json, a JSON object with its keys in order; a
+    // removed key leaves the file too, and removing an absent key is harmless.
     DefaultsStore store{file()};
     store.setBool("zeta", true);
     store.setBool("alpha", false);
@@ -95,6 +96,11 @@ TEST_F(DefaultsStoreTest, theFileIsASortedJSONObjectWithNoTemporaryLeftBeside) {
     for ([[maybe_unused]] const auto& entry : fs::directory_iterator(file().parent_path()))
         ++entries;
     EXPECT_EQ(entries, 1);
+
+    EXPECT_TRUE(store.remove("mid"));
+    EXPECT_TRUE(store.remove("never-there"));
+    EXPECT_FALSE(store.contains("mid"));
+    EXPECT_EQ(DefaultsStore{file()}.keys(), (std::vector<std::string>{"alpha", "zeta"}));
 }
 
 TEST_F(DefaultsStoreTest, aCorruptFileReadsEmptyAndIsReplacedOnlyByAWholeNewFile) {
@@ -111,17 +117,6 @@ TEST_F(DefaultsStoreTest, aCorruptFileReadsEmptyAndIsReplacedOnlyByAWholeNewFile
         EXPECT_TRUE(store.setBool("showInspector", false));
         EXPECT_EQ(nlohmann::json::parse(contents(file())), (nlohmann::json{{"showInspector", false}}));
     }
-}
-
-TEST_F(DefaultsStoreTest, removeForgetsTheKeyInTheFileToo) {
-    // A removed key is absent in this store and in the file; removing an absent key is harmless.
-    DefaultsStore store{file()};
-    store.setBool("a", true);
-    store.setBool("b", true);
-    EXPECT_TRUE(store.remove("a"));
-    EXPECT_TRUE(store.remove("never-there"));
-    EXPECT_FALSE(store.contains("a"));
-    EXPECT_EQ(DefaultsStore{file()}.keys(), std::vector<std::string>{"b"});
 }
 
 TEST_F(DefaultsStoreTest, refusedValuesChangeNothing) {

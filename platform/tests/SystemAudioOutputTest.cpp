@@ -1,37 +1,15 @@
 #include "platform/SystemAudioOutput.h"
 
+#include "ScriptedAudioOutput.h"
+
 #include <gtest/gtest.h>
 
 namespace orvane {
 namespace {
 
-// Hardware as the test sets it up; it refuses devices it doesn't list.
-class ScriptedHardware final : public AudioOutput {
-  public:
-    std::vector<AudioOutputDevice> listed;
-    std::optional<std::uint32_t> systemDefault;
-    std::optional<std::uint32_t> startedOn;
-    bool running = false;
-
-    std::vector<AudioOutputDevice> devices() override { return listed; }
-    std::optional<std::uint32_t> defaultDevice() override { return systemDefault; }
-    tl::expected<void, std::string> start(std::optional<std::uint32_t> device, AudioRenderCallback) override {
-        const bool known = device && std::any_of(listed.begin(), listed.end(),
-                                                 [&](const auto& d) { return d.id == *device; });
-        if (!known)
-            return tl::make_unexpected(std::string{"unknown device"});
-        startedOn = device;
-        running = true;
-        return {};
-    }
-    void stop() override { running = false; }
-    bool isRunning() const override { return running; }
-    double presentationLatency() const override { return 0.02; }
-};
-
 // The scripted hardware stays reachable through `hardware` while the output owns it.
 struct Fixture {
-    ScriptedHardware* hardware = new ScriptedHardware;
+    testing::ScriptedAudioOutput* hardware = new testing::ScriptedAudioOutput;
     std::unique_ptr<SystemAudioOutput> output = std::make_unique<SystemAudioOutput>(
         std::unique_ptr<AudioOutput>(hardware),
         std::make_unique<OfflineAudioOutput>(OfflineAudioOutputSettings{OfflinePacing::manual, {}, 0.1}));
