@@ -2,6 +2,7 @@
 
 #include "platform/DefaultsStore.h"
 #include "platform/MainLoop.h"
+#include "platform/tests/ScriptedAudioOutput.h"
 #include "platform/tests/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -12,22 +13,6 @@ namespace orvane {
 namespace {
 
 namespace fs = std::filesystem;
-
-// An output whose device list and default are set by the test, as the system would change them.
-class ScriptedOutput final : public AudioOutput {
-  public:
-    std::vector<AudioOutputDevice> listed;
-    std::optional<std::uint32_t> systemDefault;
-
-    std::vector<AudioOutputDevice> devices() override { return listed; }
-    std::optional<std::uint32_t> defaultDevice() override { return systemDefault; }
-    tl::expected<void, std::string> start(std::optional<std::uint32_t>, AudioRenderCallback) override {
-        return {};
-    }
-    void stop() override {}
-    bool isRunning() const override { return false; }
-    double presentationLatency() const override { return 0.0; }
-};
 
 // Each device change stops the transport, so every call here is a stop the user would notice.
 class RecordingTarget final : public OutputDeviceTarget {
@@ -58,7 +43,7 @@ class AudioDeviceManagerTest : public ::testing::Test {
     std::unique_ptr<DefaultsStore> store_ = std::make_unique<DefaultsStore>(storePath_);
     std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
     MainLoop loop_{clock_};
-    ScriptedOutput output_;
+    testing::ScriptedAudioOutput output_;
     RecordingTarget engine_;
 };
 

@@ -13,7 +13,6 @@
 #include "render/TimelineRenderer.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>

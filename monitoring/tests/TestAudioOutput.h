@@ -19,7 +19,6 @@ class TestAudioOutput final : public AudioOutput {
 
     tl::expected<void, std::string> start(std::optional<std::uint32_t> device,
                                           AudioRenderCallback callback) override {
-        ++startCount;
         if (failStart)
             return tl::unexpected(std::string("no such device"));
         callback_ = std::move(callback);
@@ -39,8 +38,6 @@ class TestAudioOutput final : public AudioOutput {
         std::vector<float> l(blockFrames), r(blockFrames);
         while (frames > 0 && running_) {
             const std::size_t n = std::min(frames, blockFrames);
-            if (beforeBlock)
-                beforeBlock(n);
             callback_(l.data(), r.data(), n, 0.0);
             capturedL.insert(capturedL.end(), l.begin(), l.begin() + static_cast<std::ptrdiff_t>(n));
             capturedR.insert(capturedR.end(), r.begin(), r.begin() + static_cast<std::ptrdiff_t>(n));
@@ -57,9 +54,7 @@ class TestAudioOutput final : public AudioOutput {
 
     bool failStart = false;
     double latencySeconds = 0.0;
-    int startCount = 0;
     std::optional<std::uint32_t> startedDevice;
-    std::function<void(std::size_t)> beforeBlock; // e.g. wait for the producer
     std::vector<float> capturedL, capturedR;
 
   private:
