@@ -58,6 +58,22 @@ inline fs::path writeRamp(const fs::path& file, std::int64_t frames) {
     return writeSignal(file, frames, [](int, std::int64_t n) { return static_cast<float>(n / rampScale); });
 }
 
+// Largest difference between the capture (from `offset`) and `expected`.
+inline float maxDiff(const std::vector<float>& captured, std::size_t offset,
+                     const std::vector<float>& expected) {
+    float worst = 0.0f;
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        worst = std::max(worst, std::abs(captured.at(offset + i) - expected[i]));
+    return worst;
+}
+
+inline bool allZero(const std::vector<float>& v, std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i)
+        if (v.at(i) != 0.0f)
+            return false;
+    return true;
+}
+
 inline CDTrack trackOf(const fs::path& file, std::int64_t preGapFrames, std::int64_t samples) {
     CDTrack t = CDTrack::make("T", std::nullopt, preGapFrames, samples);
     t.audioFileURL = FileURL::fromPath(file);

@@ -58,14 +58,6 @@ class MasterMatchTest : public EngineTest {
     }
 };
 
-// Largest difference between the capture and the master, sample for sample.
-float worstAgainst(const std::vector<float>& capture, const std::vector<float>& master) {
-    float worst = 0.0f;
-    for (std::size_t i = 0; i < master.size(); ++i)
-        worst = std::max(worst, std::abs(capture.at(i) - master[i]));
-    return worst;
-}
-
 TEST_F(MasterMatchTest, monitoredOutputEqualsTheMasterRenderBeforeDither) {
     // The whole disc through ring and callback matches the master render within float rounding.
     makeEngine();
@@ -76,8 +68,8 @@ TEST_F(MasterMatchTest, monitoredOutputEqualsTheMasterRenderBeforeDither) {
 
     engine->play();
     pullFilled(total, 1024);
-    EXPECT_LE(worstAgainst(output.capturedL, master[0]), 1e-6f);
-    EXPECT_LE(worstAgainst(output.capturedR, master[1]), 1e-6f);
+    EXPECT_LE(testing::maxDiff(output.capturedL, 0, master[0]), 1e-6f);
+    EXPECT_LE(testing::maxDiff(output.capturedR, 0, master[1]), 1e-6f);
 }
 
 } // namespace

@@ -7,24 +7,11 @@
 namespace orvane {
 namespace {
 
+using testing::allZero;
 using testing::EngineTest;
+using testing::maxDiff;
 
 constexpr double sr = 44100.0;
-
-// Largest difference between the capture (from `offset`) and `expected`.
-float maxDiff(const std::vector<float>& captured, std::size_t offset, const std::vector<float>& expected) {
-    float worst = 0.0f;
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        worst = std::max(worst, std::abs(captured.at(offset + i) - expected[i]));
-    return worst;
-}
-
-bool allZero(const std::vector<float>& v, std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i)
-        if (v.at(i) != 0.0f)
-            return false;
-    return true;
-}
 
 TEST_F(EngineTest, playsFromTheSeekPointAndReportsTheHeardPosition) {
     // What reaches the output is the rendered timeline from the locate point on, and the tick
