@@ -125,8 +125,10 @@ TEST(TimelineCalculator, zeroLengthTrackIsTooShort) {
     for (std::size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(i);
         const auto result = TimelineCalculator::calculatePositions(projectOf(cases[i]));
-        ASSERT_FALSE(result.has_value());
-        EXPECT_EQ(result.error(), DDPError::trackTooShort(2));
+        EXPECT_FALSE(result.has_value());
+        if (!result) {
+            EXPECT_EQ(result.error(), DDPError::trackTooShort(2));
+        }
     }
 }
 
