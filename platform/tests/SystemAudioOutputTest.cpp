@@ -9,10 +9,16 @@ namespace {
 
 // The scripted hardware stays reachable through `hardware` while the output owns it.
 struct Fixture {
-    testing::ScriptedAudioOutput* hardware = new testing::ScriptedAudioOutput;
-    std::unique_ptr<SystemAudioOutput> output = std::make_unique<SystemAudioOutput>(
-        std::unique_ptr<AudioOutput>(hardware),
-        std::make_unique<OfflineAudioOutput>(OfflineAudioOutputSettings{OfflinePacing::manual, {}, 0.1}));
+    testing::ScriptedAudioOutput* hardware = nullptr;
+    std::unique_ptr<SystemAudioOutput> output;
+
+    Fixture() {
+        auto owned = std::make_unique<testing::ScriptedAudioOutput>();
+        hardware = owned.get();
+        output = std::make_unique<SystemAudioOutput>(
+            std::move(owned),
+            std::make_unique<OfflineAudioOutput>(OfflineAudioOutputSettings{OfflinePacing::manual, {}, 0.1}));
+    }
 };
 
 TEST(SystemAudioOutput, listsTheHardwareThenOfflineAndFallsBackToOfflineWithoutHardware) {
