@@ -11,7 +11,10 @@ packages=(
     libsndfile1-dev libsoxr-dev libfftw3-dev libsamplerate0-dev
     libcairo2-dev libpango1.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
     librtaudio-dev
-    cdrskin cuetools
+    cdrskin cuetools cdrdao libcue-dev
+    qt6-base-dev qt6-base-dev-tools libgl-dev xvfb xauth fonts-dseg
+    libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg flac
+    libebur128-dev zip unzip chromium nodejs
 )
 
 sudo_cmd=()
