@@ -33,15 +33,28 @@ struct CrossfadeGains {
     bool operator==(const CrossfadeGains&) const = default;
 };
 
-// Gains at x (0...1, clamped) through an overlap. Curve 0 is equal gain; otherwise both sides
+// The crossfade law of one overlap, prepared once: curve 0 is equal gain; otherwise both sides
 // are raised to e = 2^(-curve): +1 is equal power, -1 squares them. The curve is the incoming
 // track's crossfadeCurve.
+struct CrossfadeLaw {
+    float curve = 0.0f;
+    float exponent = 1.0f;
+
+    explicit CrossfadeLaw(float crossfadeCurve) noexcept
+        : curve(crossfadeCurve), exponent(std::exp2(-crossfadeCurve)) {}
+
+    // Gains at x (0...1, clamped) through the overlap.
+    CrossfadeGains at(float x) const noexcept {
+        const float t = std::clamp(x, 0.0f, 1.0f);
+        if (curve == 0.0f)
+            return {1.0f - t, t};
+        return {std::pow(1.0f - t, exponent), std::pow(t, exponent)};
+    }
+};
+
+// The law's gains at one x, for a single look-up; loops hold a CrossfadeLaw.
 inline CrossfadeGains crossfadeGains(float x, float curve) noexcept {
-    const float t = std::clamp(x, 0.0f, 1.0f);
-    if (curve == 0.0f)
-        return {1.0f - t, t};
-    const float exponent = std::exp2(-curve);
-    return {std::pow(1.0f - t, exponent), std::pow(t, exponent)};
+    return CrossfadeLaw(curve).at(x);
 }
 
 // Whether the gain stage does anything: a non-zero enabled static gain, or an enabled envelope

@@ -4,12 +4,11 @@
 
 #include "engines/DitherEngine.h"
 #include "model/AudioBlock.h"
-#include "model/BezierFade.h"
 #include "model/CDTrack.h"
-#include "model/GainEvaluator.h"
 #include "platform/AudioConverter.h"
 #include "platform/AudioFileReader.h"
 #include "render/ImageWriter.h"
+#include "render/RenderStage.h"
 #include "render/SRCRenderer.h"
 #include "render/detail/DigestHex.h"
 
@@ -146,51 +145,6 @@ AudioBuffer readChunk(AudioFileReader* file, std::int64_t start, std::int64_t co
     return out;
 }
 
-// Fades, gain and envelope of one track over a chunk that starts at trackStartOffset samples after
-// the head trim.
-void applyFades(AudioBuffer& buffer, std::int64_t trackStartOffset, const CDTrack& track, std::int64_t spf) {
-    const std::int64_t fadeIn = scaled(track.fadeInSamples, spf);
-    const std::int64_t fadeOut = scaled(track.fadeOutSamples, spf);
-    const std::int64_t len = track.effectiveLength().totalFrames * spf;
-    const std::int64_t outStart = len - fadeOut;
-    GainEvaluator evaluator(track, spf);
-    float* left = buffer.channel(0);
-    float* right = buffer.channel(1);
-    const auto frames = static_cast<std::int64_t>(buffer.frameLength());
-    const bool inFadeIn = fadeIn >= 1 && trackStartOffset < fadeIn;
-    const bool inFadeOut = fadeOut >= 1 && trackStartOffset + frames - 1 >= outStart;
-    if (!inFadeIn && !inFadeOut && !evaluator.hasPoints) {
-        // Most of a track: one factor for the whole chunk, the same per sample as below.
-        const float factor = evaluator.multiplier(trackStartOffset);
-        if (factor != 1.0f)
-            for (std::int64_t j = 0; j < frames; ++j) {
-                left[j] *= factor;
-                right[j] *= factor;
-            }
-        return;
-    }
-    // The gain stage a chunk at a time, then the fades over the samples they reach; each factor is
-    // the product of the same two floats as sample by sample.
-    std::vector<float> factors(static_cast<std::size_t>(frames));
-    evaluator.multipliers(trackStartOffset, factors.size(), factors.data());
-    if (inFadeIn || inFadeOut) {
-        for (std::int64_t j = 0; j < frames; ++j) {
-            const std::int64_t p = trackStartOffset + j;
-            if (fadeIn >= 1 && p < fadeIn)
-                factors[static_cast<std::size_t>(j)] *= BezierFade::multiplier(
-                    static_cast<float>(p) / static_cast<float>(fadeIn), track.fadeInCurve);
-            else if (p >= outStart && fadeOut >= 1)
-                factors[static_cast<std::size_t>(j)] *= BezierFade::multiplier(
-                    1.0f - static_cast<float>(p - outStart) / static_cast<float>(fadeOut),
-                    track.fadeOutCurve);
-        }
-    }
-    for (std::int64_t j = 0; j < frames; ++j) {
-        left[j] *= factors[static_cast<std::size_t>(j)];
-        right[j] *= factors[static_cast<std::size_t>(j)];
-    }
-}
-
 void emitSilence(std::int64_t durationFrames, std::int64_t spf, const Exporter::ChunkSink& emit) {
     for (std::int64_t o = 0; o < durationFrames; o += Exporter::maxChunkFrames) {
         const std::int64_t frames = std::min(durationFrames - o, Exporter::maxChunkFrames);
@@ -209,11 +163,13 @@ void renderTrack(const CDProject& project, const AudioBlock::Track& block, int t
     const CDTrack& track = project.tracks[static_cast<std::size_t>(block.trackIndex)];
     const std::int64_t trim = scaled(track.trimStartSamples, spf);
     AudioFileReader* source = file ? &*file : nullptr;
+    RenderStage::TrackLevel level(track, spf);
     for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
         const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
         const std::int64_t at = (block.fileStartFrame + o) * spf;
         AudioBuffer buffer = readChunk(source, at, frames * spf, targetRate);
-        applyFades(buffer, at - trim, track, spf);
+        level.apply(buffer.channel(0), buffer.channel(1), buffer.channel(0), buffer.channel(1), at - trim,
+                    static_cast<std::int64_t>(buffer.frameLength()));
         RenderChunk chunk{RenderChunk::Audio{std::move(buffer), track.ditherEnabled}};
         emit(chunk);
     }
@@ -236,10 +192,8 @@ void renderCrossfade(const CDProject& project, const AudioBlock::Crossfade& bloc
     const CDTrack& t2 = track2 ? *track2 : none;
     const std::int64_t trim1 = scaled(t1.trimStartSamples, spf);
     const std::int64_t trim2 = scaled(t2.trimStartSamples, spf);
-    const float total = static_cast<float>(block.durationFrames * spf);
-    const float c = t2.crossfadeCurve;
-    const float e = std::pow(2.0f, -c);
     const bool dither = (track1 && t1.ditherEnabled) || (track2 && t2.ditherEnabled);
+    RenderStage::CrossfadeMix mix(t1, t2, block.durationFrames * spf, spf);
     for (std::int64_t o = 0; o < block.durationFrames; o += Exporter::maxChunkFrames) {
         const std::int64_t frames = std::min(block.durationFrames - o, Exporter::maxChunkFrames);
         const std::int64_t count = frames * spf;
@@ -249,21 +203,8 @@ void renderCrossfade(const CDProject& project, const AudioBlock::Crossfade& bloc
         const AudioBuffer s2 = readChunk(file2 ? &*file2 : nullptr, at2, count, targetRate);
         AudioBuffer out(targetRate, 2, static_cast<std::size_t>(count));
         out.setFrameLength(static_cast<std::size_t>(count));
-        GainEvaluator eval1(t1, spf);
-        GainEvaluator eval2(t2, spf);
-        for (std::int64_t i = 0; i < count; ++i) {
-            const float t = std::clamp(static_cast<float>(o * spf + i) / total, 0.0f, 1.0f);
-            float g1 = 1.0f - t;
-            float g2 = t;
-            if (c != 0.0f) {
-                g1 = std::pow(1.0f - t, e);
-                g2 = std::pow(t, e);
-            }
-            const float a = g1 * eval1.multiplier(at1 + i - trim1);
-            const float b = g2 * eval2.multiplier(at2 + i - trim2);
-            for (int ch = 0; ch < 2; ++ch)
-                out.channel(ch)[i] = a * s1.channel(ch)[i] + b * s2.channel(ch)[i];
-        }
+        mix.mix(s1.channel(0), s1.channel(1), s2.channel(0), s2.channel(1), out.channel(0), out.channel(1),
+                o * spf, at1 - trim1, at2 - trim2, count);
         RenderChunk chunk{RenderChunk::Audio{std::move(out), dither}};
         emit(chunk);
     }
