@@ -11,10 +11,6 @@
 
 namespace orvane {
 
-namespace {
-constexpr double spoolFallbackStepSeconds = 5.0;
-} // namespace
-
 void PlaybackEngine::beginScrub() {
     if (isScrubbing_)
         return;
@@ -32,16 +28,16 @@ void PlaybackEngine::beginScrub() {
     announce();
 }
 
-void PlaybackEngine::scrubTo(double seconds) {
-    currentTime_ = std::clamp(std::isfinite(seconds) ? seconds : 0.0, 0.0, totalDuration_);
+void PlaybackEngine::scrubTo(std::int64_t sample) {
+    currentSample_ = std::clamp<std::int64_t>(sample, 0, totalSamples_);
     if (rtScrubbing_.load()) {
         const std::lock_guard lock(rtLock_);
-        rtScrubTargetSample_ = currentTime_ * sampleRate;
+        rtScrubTargetSample_ = static_cast<double>(currentSample_);
     }
     // The motion comes from the fill loop; the gesture's event rate has no effect on the audio.
     announce();
     if (onTimeUpdate_)
-        onTimeUpdate_(currentTime_);
+        onTimeUpdate_(currentSample_);
 }
 
 void PlaybackEngine::endScrub() {
@@ -68,8 +64,7 @@ void PlaybackEngine::rtStartScrub() {
     rtRing_.reset();
     {
         const std::lock_guard lock(rtLock_);
-        rtScrubReadPos_ = rtScrubTargetSample_ = currentTime_ * sampleRate;
-        rtScrubTotalSamples_ = totalDuration_ * sampleRate;
+        rtScrubReadPos_ = rtScrubTargetSample_ = static_cast<double>(currentSample_);
         rtScrubbing_.store(true);
     }
     outputLatency_ = output_.presentationLatency();
@@ -108,12 +103,16 @@ void PlaybackEngine::rtScrubFillOnce() {
         double totalSamples = 0.0;
         {
             const std::lock_guard lock(rtLock_);
-            totalSamples = rtScrubTotalSamples_;
             pos = rtScrubReadPos_;
             target = rtScrubTargetSample_;
             gain = rtScrubGain_;
             snapshot = rtSnapshot_;
             preview = rtPreviewURL_;
+            // The end is read anew for every block, so an edit during a drag moves it at once.
+            if (preview)
+                totalSamples = rtPreviewTotalSamples_;
+            else if (snapshot)
+                totalSamples = static_cast<double>(snapshot->totalSamples);
         }
         const auto moveHeadTo = [this](double to) {
             const std::lock_guard lock(rtLock_);
@@ -143,9 +142,11 @@ void PlaybackEngine::rtScrubFillOnce() {
             continue;
         }
         if (preview) {
-            rtRenderer_.renderPreview(rtScrubSrcL_.data(), rtScrubSrcR_.data(), *preview, lo, n);
+            rtRenderer_.renderPreview(rtScrubSrcL_.data(), rtScrubSrcR_.data(), *preview, lo, n,
+                                      TimelineRenderer::Reading::perChunk);
         } else if (snapshot) {
-            rtRenderer_.render(rtScrubSrcL_.data(), rtScrubSrcR_.data(), lo, n, *snapshot);
+            rtRenderer_.render(rtScrubSrcL_.data(), rtScrubSrcR_.data(), lo, n, *snapshot,
+                               TimelineRenderer::Reading::perChunk);
         } else {
             rtScrubWriteSilence(rtScrubBlock); // nothing to read: the head stays
             continue;
@@ -178,8 +179,8 @@ void PlaybackEngine::spoolStep(int direction) {
     const double sign = direction < 0 ? -1.0 : 1.0;
     if (!rtScrubEnabled_) {
         // Without scrub audio the keys step the playhead.
-        seek(sign < 0 ? std::max(currentTime_ - spoolFallbackStepSeconds, 0.0)
-                      : std::min(currentTime_ + spoolFallbackStepSeconds, totalDuration_));
+        seek(sign < 0 ? std::max<std::int64_t>(currentSample_ - stepSamples, 0)
+                      : std::min(currentSample_ + stepSamples, totalSamples_));
         return;
     }
     if (!rtSpooling_ || (rtSpoolRate_ < 0) != (sign < 0)) {
@@ -216,19 +217,19 @@ void PlaybackEngine::spoolTick() {
     const double dt = now - rtSpoolLastTick_;
     rtSpoolLastTick_ = now;
     // The wall clock sets the speed: a late tick gives a bigger step, not a slower spool.
-    double t = currentTime_ + dt * rtSpoolRate_;
+    std::int64_t t = currentSample_ + std::llround(dt * rtSpoolRate_ * sampleRate);
     const bool hitStart = t <= 0;
     if (hitStart)
         t = 0;
     bool hitEnd = false;
-    if (totalDuration_ > 0 && t >= totalDuration_) {
+    if (totalSamples_ > 0 && t >= totalSamples_) {
         hitEnd = true;
-        t = totalDuration_;
+        t = totalSamples_;
     }
-    currentTime_ = t;
+    currentSample_ = t;
     {
         const std::lock_guard lock(rtLock_);
-        rtScrubTargetSample_ = t * sampleRate;
+        rtScrubTargetSample_ = static_cast<double>(t);
     }
     if (onTimeUpdate_)
         onTimeUpdate_(t);

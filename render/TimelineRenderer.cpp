@@ -1,16 +1,16 @@
-// Monitoring render of the timeline: the block walk, track and crossfade chunks, the fade and gain
-// rule, the de-emphasis shelf and the per-chunk source reading with its fallback conversion.
+// Monitoring render of the timeline: the block walk, track and crossfade chunks through the render
+// stage, the de-emphasis shelf, and the source reading with its streamed conversion.
 
 #include "render/TimelineRenderer.h"
 
-#include "model/BezierFade.h"
 #include "model/CDTrack.h"
-#include "model/GainEvaluator.h"
 #include "platform/AudioConverter.h"
+#include "render/RenderStage.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 
 namespace orvane {
 
@@ -39,29 +39,14 @@ const AudioBlock* blockAt(const std::vector<AudioBlock>& blocks, std::int64_t fr
     return nullptr;
 }
 
-// Fades, static gain and envelope of one track block, written (not added) into the output.
-// trackStartOffset441 is the first sample's offset after the head trim.
-void applyFadeGain(const float* inL, const float* inR, float* outL, float* outR,
-                   std::int64_t trackStartOffset441, const CDTrack& track, std::int64_t count) {
-    const std::int64_t len = track.effectiveLength().totalFrames * spf;
-    const std::int64_t fadeIn = track.fadeInSamples;
-    const std::int64_t fadeOut = track.fadeOutSamples;
-    const std::int64_t outStart = len - fadeOut;
-    GainEvaluator gain(track, spf);
-    for (std::int64_t i = 0; i < count; ++i) {
-        const std::int64_t p = trackStartOffset441 + i;
-        float factor = 1.0f;
-        if (fadeIn >= 1 && p < fadeIn)
-            factor =
-                BezierFade::multiplier(static_cast<float>(p) / static_cast<float>(fadeIn), track.fadeInCurve);
-        else if (p >= outStart && fadeOut >= 1)
-            factor = BezierFade::multiplier(
-                1.0f - static_cast<float>(p - outStart) / static_cast<float>(fadeOut), track.fadeOutCurve);
-        const float k = gain.multiplier(p) * factor;
-        outL[i] = k * inL[i];
-        outR[i] = k * inR[i];
-    }
+// Largest whole division toward minus infinity, for positions before a file's start.
+std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
+    const std::int64_t q = a / b;
+    return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
 }
+
+// Native frames fed to a stream at a time.
+constexpr std::int64_t feedFrames = 4096;
 
 } // namespace
 
@@ -76,7 +61,7 @@ TimelineRenderer::Snapshot TimelineRenderer::Snapshot::make(CDProject project,
 }
 
 void TimelineRenderer::render(float* l, float* r, std::int64_t startSample441, std::int64_t count,
-                              const Snapshot& snapshot) {
+                              const Snapshot& snapshot, Reading reading) {
     if (count <= 0)
         return;
     std::fill_n(l, count, 0.0f);
@@ -91,7 +76,7 @@ void TimelineRenderer::render(float* l, float* r, std::int64_t startSample441, s
             const std::int64_t chunk = std::min(block->endFrame() * spf - global, count - written);
             if (chunk < 1)
                 break;
-            renderBlockChunk(*block, l, r, written, global, chunk, snapshot);
+            renderBlockChunk(*block, l, r, written, global, chunk, snapshot, reading);
             written += chunk;
         } else {
             // A gap no block covers stays silent up to the next frame boundary.
@@ -107,33 +92,34 @@ void TimelineRenderer::render(float* l, float* r, std::int64_t startSample441, s
 
 void TimelineRenderer::renderBlockChunk(const AudioBlock& block, float* l, float* r, std::int64_t outOffset,
                                         std::int64_t globalSample, std::int64_t count,
-                                        const Snapshot& snapshot) {
+                                        const Snapshot& snapshot, Reading reading) {
     if (const auto* track = std::get_if<AudioBlock::Track>(&block.value))
-        renderTrackChunk(*track, l, r, outOffset, globalSample, count, snapshot.project);
+        renderTrackChunk(*track, l, r, outOffset, globalSample, count, snapshot.project, reading);
     else if (const auto* fade = std::get_if<AudioBlock::Crossfade>(&block.value))
-        renderCrossfadeChunk(*fade, l, r, outOffset, globalSample, count, snapshot.project);
+        renderCrossfadeChunk(*fade, l, r, outOffset, globalSample, count, snapshot.project, reading);
 }
 
 void TimelineRenderer::renderTrackChunk(const AudioBlock::Track& block, float* l, float* r,
                                         std::int64_t outOffset, std::int64_t globalSample, std::int64_t count,
-                                        const CDProject& project) {
+                                        const CDProject& project, Reading reading) {
     const CDTrack* track = trackAt(project, block.trackIndex);
     if (track == nullptr || !track->audioFileURL)
         return;
     const std::int64_t local = globalSample - block.startFrame * spf;
     const std::int64_t readPos = block.fileStartFrame * spf + local;
     ReadScratch& in = scratch_[0];
-    if (!readResampled(in, track->audioFileURL->path(), readPos, count))
+    if (!readResampled(in, block.trackIndex, track->audioFileURL->path(), readPos, count, reading))
         return;
     if (track->preEmphasis)
         applyDeEmphasis(block.trackIndex, in.l.data(), in.r.data(), count);
-    applyFadeGain(in.l.data(), in.r.data(), l + outOffset, r + outOffset, readPos - track->trimStartSamples,
-                  *track, count);
+    RenderStage::TrackLevel level(*track, spf);
+    level.apply(in.l.data(), in.r.data(), l + outOffset, r + outOffset, readPos - track->trimStartSamples,
+                count);
 }
 
 void TimelineRenderer::renderCrossfadeChunk(const AudioBlock::Crossfade& block, float* l, float* r,
                                             std::int64_t outOffset, std::int64_t globalSample,
-                                            std::int64_t count, const CDProject& project) {
+                                            std::int64_t count, const CDProject& project, Reading reading) {
     const CDTrack* track1 = trackAt(project, block.trackIndex1);
     const CDTrack* track2 = trackAt(project, block.trackIndex2);
     if (track1 == nullptr || track2 == nullptr || !track1->audioFileURL || !track2->audioFileURL)
@@ -144,36 +130,17 @@ void TimelineRenderer::renderCrossfadeChunk(const AudioBlock::Crossfade& block, 
     const std::int64_t total = block.durationFrames * spf;
     ReadScratch& in1 = scratch_[0];
     ReadScratch& in2 = scratch_[1];
-    if (!readResampled(in1, track1->audioFileURL->path(), read1, count) ||
-        !readResampled(in2, track2->audioFileURL->path(), read2, count))
+    if (!readResampled(in1, block.trackIndex1, track1->audioFileURL->path(), read1, count, reading) ||
+        !readResampled(in2, block.trackIndex2, track2->audioFileURL->path(), read2, count, reading))
         return;
     if (track1->preEmphasis)
         applyDeEmphasis(block.trackIndex1, in1.l.data(), in1.r.data(), count);
     if (track2->preEmphasis)
         applyDeEmphasis(block.trackIndex2, in2.l.data(), in2.r.data(), count);
 
-    GainEvaluator gain1(*track1, spf);
-    GainEvaluator gain2(*track2, spf);
-    const std::int64_t offset1 = read1 - track1->trimStartSamples;
-    const std::int64_t offset2 = read2 - track2->trimStartSamples;
-    // The incoming track's curve shapes both sides; 0 is the plain linear law.
-    const float c = track2->crossfadeCurve;
-    const float e = std::pow(2.0f, -c);
-    for (std::int64_t i = 0; i < count; ++i) {
-        float t = total < 1 ? 1.0f : static_cast<float>(local + i) / static_cast<float>(total);
-        t = std::clamp(t, 0.0f, 1.0f);
-        float g1 = 1.0f - t;
-        float g2 = t;
-        if (c != 0.0f) {
-            g1 = std::pow(1.0f - t, e);
-            g2 = std::pow(t, e);
-        }
-        const float a = g1 * gain1.multiplier(offset1 + i);
-        const float b = g2 * gain2.multiplier(offset2 + i);
-        const std::size_t k = sz(i);
-        l[outOffset + i] = a * in1.l[k] + b * in2.l[k];
-        r[outOffset + i] = a * in1.r[k] + b * in2.r[k];
-    }
+    RenderStage::CrossfadeMix mix(*track1, *track2, total, spf);
+    mix.mix(in1.l.data(), in1.r.data(), in2.l.data(), in2.r.data(), l + outOffset, r + outOffset, local,
+            read1 - track1->trimStartSamples, read2 - track2->trimStartSamples, count);
 }
 
 void TimelineRenderer::applyDeEmphasis(std::int64_t trackIndex, float* l, float* r, std::int64_t count) {
@@ -204,54 +171,164 @@ AudioFileReader* TimelineRenderer::file(const std::filesystem::path& path) {
     return &fileCache_.emplace(key, std::move(*opened)).first->second;
 }
 
-bool TimelineRenderer::readResampled(ReadScratch& scratch, const std::filesystem::path& path,
-                                     std::int64_t startSample441, std::int64_t count) {
+bool TimelineRenderer::readResampled(ReadScratch& scratch, std::int64_t streamKey,
+                                     const std::filesystem::path& path, std::int64_t startSample441,
+                                     std::int64_t count, Reading reading) {
     AudioFileReader* reader = file(path);
     if (reader == nullptr)
         return false;
     scratch.l.assign(sz(count), 0.0f);
     scratch.r.assign(sz(count), 0.0f);
     const double sr = reader->sampleRate();
-    const auto srcStart = static_cast<std::int64_t>(sr * static_cast<double>(startSample441) / targetRate);
-    const auto srcCount = static_cast<std::int64_t>(sr * static_cast<double>(count) / targetRate);
-    // Before the start or past the end of the file is silence, not a fault.
-    if (srcStart < 0 || srcStart >= reader->lengthFrames())
-        return true;
-    if (!reader->setFramePosition(srcStart))
-        return false;
+    if (std::abs(sr - targetRate) >= 0.5) {
+        if (reading == Reading::perChunk)
+            return readConvertedChunk(scratch, *reader, startSample441, count);
+        SourceStream& stream = streams_[streamKey];
+        const bool ok = readStreamed(scratch, stream, *reader, startSample441, count);
+        if (!ok)
+            stream.next441 = -1; // a fault ends the stream; the next chunk starts it anew
+        return ok;
+    }
 
-    const std::size_t want = sz(srcCount + 2);
+    // The disc's own rate reads directly: no conversion, nothing to carry over.
+    if (startSample441 < 0 || startSample441 >= reader->lengthFrames())
+        return true; // before the start or past the end of the file is silence, not a fault
+    if (!reader->setFramePosition(startSample441))
+        return false;
     std::optional<AudioBuffer>& native = scratch.native;
     if (!native || native->sampleRate() != sr || native->channelCount() != reader->channelCount() ||
-        native->frameCapacity() < want)
-        native = reader->makeBuffer(want);
-    if (!reader->read(*native, want))
+        native->frameCapacity() < sz(count))
+        native = reader->makeBuffer(sz(count));
+    if (!reader->read(*native, sz(count)))
         return false;
+    const std::size_t n = std::min(native->frameLength(), sz(count));
+    const int right = native->channelCount() < 2 ? 0 : 1;
+    std::copy_n(native->channel(0), n, scratch.l.begin());
+    std::copy_n(native->channel(right), n, scratch.r.begin());
+    return true;
+}
 
-    const AudioBuffer* source = &*native;
-    if (std::abs(sr - targetRate) >= 0.5 || native->channelCount() != 2) {
-        // A fresh conversion per chunk: no converter state crosses a chunk boundary.
-        const std::size_t capacity = sz(count + 4);
-        std::optional<AudioBuffer>& converted = scratch.converted;
-        if (!converted || converted->frameCapacity() != capacity)
-            converted.emplace(targetRate, 2, capacity);
-        if (!AudioConverter::convert(*native, *converted))
+bool TimelineRenderer::readStreamed(ReadScratch& scratch, SourceStream& stream, AudioFileReader& reader,
+                                    std::int64_t startSample441, std::int64_t count) {
+    const std::string key = reader.path().string();
+    if (stream.path != key || stream.next441 != startSample441 || !stream.converter ||
+        stream.converter->inRate() != reader.sampleRate()) {
+        stream.path = key;
+        if (!restartStream(stream, reader, startSample441))
             return false;
-        source = &*converted;
     }
-    const std::size_t n = std::min(source->frameLength(), sz(count));
-    const int right = source->channelCount() < 2 ? 0 : 1;
-    std::copy_n(source->channel(0), n, scratch.l.begin());
-    std::copy_n(source->channel(right), n, scratch.r.begin());
+    const auto wanted = sz(stream.discard + count);
+    while (stream.pendingL.size() - stream.pendingAt < wanted)
+        if (!feedStream(stream, reader, feedFrames))
+            return false;
+    stream.pendingAt += sz(stream.discard);
+    stream.discard = 0;
+    std::copy_n(stream.pendingL.begin() + static_cast<std::ptrdiff_t>(stream.pendingAt), count,
+                scratch.l.begin());
+    std::copy_n(stream.pendingR.begin() + static_cast<std::ptrdiff_t>(stream.pendingAt), count,
+                scratch.r.begin());
+    stream.pendingAt += sz(count);
+    // Drop what has been handed on once it outweighs what waits, so the queue stays short.
+    if (stream.pendingAt * 2 > stream.pendingL.size()) {
+        const auto handed = static_cast<std::ptrdiff_t>(stream.pendingAt);
+        stream.pendingL.erase(stream.pendingL.begin(), stream.pendingL.begin() + handed);
+        stream.pendingR.erase(stream.pendingR.begin(), stream.pendingR.begin() + handed);
+        stream.pendingAt = 0;
+    }
+    stream.next441 = startSample441 + count;
+    return true;
+}
+
+bool TimelineRenderer::restartStream(SourceStream& stream, AudioFileReader& reader,
+                                     std::int64_t startSample441) {
+    const double sr = reader.sampleRate();
+    if (!stream.converter || stream.converter->inRate() != sr) {
+        auto made = AudioStreamConverter::make(sr, targetRate);
+        if (!made)
+            return false;
+        stream.converter.emplace(std::move(*made));
+    } else {
+        stream.converter->reset();
+    }
+    stream.pendingL.clear();
+    stream.pendingR.clear();
+    stream.pendingAt = 0;
+    // Start the converter on a native frame that lies exactly on a disc sample: with rates in the
+    // ratio a : b, every b-th disc sample meets every a-th native frame. Starting there, a pre-roll
+    // before the wanted sample, makes a restarted stream give the same samples as an unbroken one.
+    const auto rate = std::max<std::int64_t>(std::llround(sr), 1);
+    const std::int64_t common = std::gcd(rate, static_cast<std::int64_t>(targetRate));
+    const std::int64_t nativeStep = rate / common;
+    const std::int64_t discStep = static_cast<std::int64_t>(targetRate) / common;
+    const std::int64_t anchor = floorDiv(startSample441 - streamPrerollSamples, discStep);
+    stream.nextNative = anchor * nativeStep;
+    stream.discard = startSample441 - anchor * discStep;
+    stream.next441 = startSample441;
+    return true;
+}
+
+bool TimelineRenderer::feedStream(SourceStream& stream, AudioFileReader& reader, std::int64_t frames) {
+    stream.feedL.assign(sz(frames), 0.0f);
+    stream.feedR.assign(sz(frames), 0.0f);
+    // Only the part inside the file is read; before its start and past its end is silence.
+    const std::int64_t from = std::max<std::int64_t>(stream.nextNative, 0);
+    const std::int64_t to = std::min(stream.nextNative + frames, reader.lengthFrames());
+    if (from < to) {
+        if (reader.framePosition() != from && !reader.setFramePosition(from))
+            return false;
+        const auto want = sz(to - from);
+        std::optional<AudioBuffer>& native = stream.native;
+        if (!native || native->channelCount() != reader.channelCount() || native->frameCapacity() < want)
+            native = reader.makeBuffer(sz(frames));
+        if (!reader.read(*native, want))
+            return false;
+        const std::size_t got = std::min(native->frameLength(), want);
+        const int right = native->channelCount() < 2 ? 0 : 1;
+        const auto at = static_cast<std::ptrdiff_t>(from - stream.nextNative);
+        std::copy_n(native->channel(0), got, stream.feedL.begin() + at);
+        std::copy_n(native->channel(right), got, stream.feedR.begin() + at);
+    }
+    stream.nextNative += frames;
+    return stream.converter
+        ->push(stream.feedL.data(), stream.feedR.data(), sz(frames), stream.pendingL, stream.pendingR)
+        .has_value();
+}
+
+bool TimelineRenderer::readConvertedChunk(ReadScratch& scratch, AudioFileReader& reader,
+                                          std::int64_t startSample441, std::int64_t count) {
+    const double sr = reader.sampleRate();
+    const auto srcStart = static_cast<std::int64_t>(sr * static_cast<double>(startSample441) / targetRate);
+    const auto srcCount = static_cast<std::int64_t>(sr * static_cast<double>(count) / targetRate);
+    if (srcStart < 0 || srcStart >= reader.lengthFrames())
+        return true;
+    if (!reader.setFramePosition(srcStart))
+        return false;
+    const std::size_t want = sz(srcCount + 2);
+    std::optional<AudioBuffer>& native = scratch.native;
+    if (!native || native->sampleRate() != sr || native->channelCount() != reader.channelCount() ||
+        native->frameCapacity() < want)
+        native = reader.makeBuffer(want);
+    if (!reader.read(*native, want))
+        return false;
+    const std::size_t capacity = sz(count + 4);
+    std::optional<AudioBuffer>& converted = scratch.converted;
+    if (!converted || converted->frameCapacity() != capacity)
+        converted.emplace(targetRate, 2, capacity);
+    if (!AudioConverter::convert(*native, *converted))
+        return false;
+    const std::size_t n = std::min(converted->frameLength(), sz(count));
+    std::copy_n(converted->channel(0), n, scratch.l.begin());
+    std::copy_n(converted->channel(1), n, scratch.r.begin());
     return true;
 }
 
 void TimelineRenderer::renderPreview(float* l, float* r, const std::filesystem::path& path,
-                                     std::int64_t startSample441, std::int64_t count) {
+                                     std::int64_t startSample441, std::int64_t count, Reading reading) {
     if (count <= 0)
         return;
     ReadScratch& in = scratch_[0];
-    if (!readResampled(in, path, std::max<std::int64_t>(startSample441, 0), count)) {
+    if (!readResampled(in, previewStreamKey, path, std::max<std::int64_t>(startSample441, 0), count,
+                       reading)) {
         std::fill_n(l, count, 0.0f);
         std::fill_n(r, count, 0.0f);
         return;

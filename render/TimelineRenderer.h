@@ -1,13 +1,16 @@
 #pragma once
 // The disc (or one file) as monitoring hears it: fills two float channels at 44.1 kHz with every
-// edit of the project applied, reading the sources directly (never the SRC cache) and converting
-// sources of other rates or channel counts chunk by chunk. Used only from the playback producer's
-// queue; it holds no lock and serves one thread at a time. Faults of a source play as silence.
+// edit of the project applied, reading the sources directly (never the SRC cache). A source of
+// another rate is converted as a stream: one converter per source carries its history from chunk
+// to chunk and starts afresh only where the reads jump (a seek, a loop's wrap, a moved block).
+// Used only from the playback producer's queue; it holds no lock and serves one thread at a time.
+// Faults of a source play as silence.
 
 #include "model/AudioBlock.h"
 #include "model/CDProject.h"
 #include "model/TrackPosition.h"
 #include "platform/AudioFileReader.h"
+#include "platform/AudioStreamConverter.h"
 
 #include <array>
 #include <cstdint>
@@ -39,6 +42,13 @@ struct StereoDeEmphasis {
 class TimelineRenderer {
   public:
     static constexpr std::int64_t samplesPerFrame = 588;
+    // Audio read before a restarted stream's first sample, so that the converter's filter is full
+    // of the real signal by then.
+    static constexpr std::int64_t streamPrerollSamples = 4096;
+
+    // How sources of another rate are read. Steady playback streams them; the scrub reads short
+    // windows at will and converts each on its own.
+    enum class Reading { stream, perChunk };
 
     // The timeline as the producer sees it; immutable once made.
     struct Snapshot {
@@ -53,15 +63,18 @@ class TimelineRenderer {
 
     // Zeroes the first `count` samples of l and r, then writes the disc's audio from
     // startSample441 that lies before totalSamples.
-    void render(float* l, float* r, std::int64_t startSample441, std::int64_t count,
-                const Snapshot& snapshot);
+    void render(float* l, float* r, std::int64_t startSample441, std::int64_t count, const Snapshot& snapshot,
+                Reading reading = Reading::stream);
     // The plain content of one file from startSample441 (below 0 taken as 0), no edit applied.
     // A failed read gives silence.
     void renderPreview(float* l, float* r, const std::filesystem::path& file, std::int64_t startSample441,
-                       std::int64_t count);
+                       std::int64_t count, Reading reading = Reading::stream);
 
     // Emptied by the engine's load so that a replaced file is reopened.
-    void clearFileCache() { fileCache_.clear(); }
+    void clearFileCache() {
+        streams_.clear();
+        fileCache_.clear();
+    }
     // Emptied on every start and seek so that the filter starts fresh at the new place.
     void clearDeEmphasisStates() { deemphStates_.clear(); }
 
@@ -75,24 +88,53 @@ class TimelineRenderer {
         std::vector<float> r;
     };
 
+    // One source read as a continuous stream: the converter, where the next continuous read
+    // starts, the native frame it is fed next, and what it gave out that is not yet handed on.
+    struct SourceStream {
+        std::string path;
+        std::optional<AudioStreamConverter> converter;
+        std::int64_t next441 = -1;   // file-timeline sample (44.1 kHz) that continues the stream
+        std::int64_t nextNative = 0; // native frame fed next; below 0 and past the end are silence
+        std::int64_t discard = 0;    // converted samples of the pre-roll still to drop
+        std::vector<float> pendingL, pendingR;
+        std::size_t pendingAt = 0;
+        std::optional<AudioBuffer> native;
+        std::vector<float> feedL, feedR;
+    };
+    // The stream of the audition file; tracks use their index.
+    static constexpr std::int64_t previewStreamKey = -1;
+
     // One chunk that lies wholly inside one block; a silence block leaves the output as it is.
     void renderBlockChunk(const AudioBlock& block, float* l, float* r, std::int64_t outOffset,
-                          std::int64_t globalSample, std::int64_t count, const Snapshot& snapshot);
+                          std::int64_t globalSample, std::int64_t count, const Snapshot& snapshot,
+                          Reading reading);
     void renderTrackChunk(const AudioBlock::Track& block, float* l, float* r, std::int64_t outOffset,
-                          std::int64_t globalSample, std::int64_t count, const CDProject& project);
+                          std::int64_t globalSample, std::int64_t count, const CDProject& project,
+                          Reading reading);
     void renderCrossfadeChunk(const AudioBlock::Crossfade& block, float* l, float* r, std::int64_t outOffset,
-                              std::int64_t globalSample, std::int64_t count, const CDProject& project);
+                              std::int64_t globalSample, std::int64_t count, const CDProject& project,
+                              Reading reading);
     // Fills scratch.l and scratch.r with exactly `count` samples at 44.1 kHz stereo from the file's
-    // disc sample startSample441; zeros past the end. False when the file cannot be opened, read or
-    // converted.
-    bool readResampled(ReadScratch& scratch, const std::filesystem::path& file, std::int64_t startSample441,
-                       std::int64_t count);
+    // disc sample startSample441; zeros past the end. `streamKey` names the stream that carries a
+    // converted source on. False when the file cannot be opened, read or converted.
+    bool readResampled(ReadScratch& scratch, std::int64_t streamKey, const std::filesystem::path& file,
+                       std::int64_t startSample441, std::int64_t count, Reading reading);
+    // The same through the source's stream; it restarts where the read does not continue the last.
+    bool readStreamed(ReadScratch& scratch, SourceStream& stream, AudioFileReader& reader,
+                      std::int64_t startSample441, std::int64_t count);
+    bool restartStream(SourceStream& stream, AudioFileReader& reader, std::int64_t startSample441);
+    // Feeds the converter `frames` native frames from stream.nextNative.
+    bool feedStream(SourceStream& stream, AudioFileReader& reader, std::int64_t frames);
+    // A fresh conversion of one chunk with no history: the scrub's reading.
+    bool readConvertedChunk(ReadScratch& scratch, AudioFileReader& reader, std::int64_t startSample441,
+                            std::int64_t count);
     // Runs the track's shelf over the samples in place, carrying its state on to the next call.
     void applyDeEmphasis(std::int64_t trackIndex, float* l, float* r, std::int64_t count);
     // The open reader for a path, opened on first use; null if it does not open (nothing is kept then).
     AudioFileReader* file(const std::filesystem::path& path);
 
     std::map<std::string, AudioFileReader> fileCache_;
+    std::map<std::int64_t, SourceStream> streams_;
     std::map<std::int64_t, StereoDeEmphasis> deemphStates_;
     std::array<ReadScratch, 2> scratch_; // the outgoing and the incoming source of a crossfade
 };

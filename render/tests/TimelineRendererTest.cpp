@@ -3,14 +3,15 @@
 
 #include "render/TimelineRenderer.h"
 
-#include "engines/tests/ToneFit.h"
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
-#include "platform/tests/TempFolder.h"
 #include "render/Exporter.h"
-#include "render/tests/RenderTestFiles.h"
+#include "render/SRCRenderer.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
+#include "testsupport/ToneFit.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -219,6 +220,99 @@ TEST(TimelineRenderer, monoAndOtherRateSourcesArriveAsStereoAt441) {
             EXPECT_LT(std::hypot(fit.residualRms, fit.dc), 0.5 * 1e-3) << "chunk " << chunk << " at " << hz;
         }
     }
+}
+
+TEST(TimelineRenderer, otherRatesStreamWithoutAnEdgeBetweenChunks) {
+    // A 997 Hz tone at -1 dBFS from a 48 or 96 kHz file, rendered chunk after chunk as the producer
+    // asks for it, is one clean tone: no click at any chunk edge (THD+N below -120 dB), any chunking
+    // gives the same samples, and a fresh start in mid-stream (a seek) lands on the same samples.
+    TempFolder folder{"orvane-timeline"};
+    const double amplitude = std::pow(10.0, -1.0 / 20.0);
+    for (const int rate : {48000, 96000}) {
+        SCOPED_TRACE(rate);
+        const std::int64_t fileFrames = 3 * rate;
+        const fs::path file = writeSource(folder.path / ("t" + std::to_string(rate) + ".wav"), rate, 2,
+                                          fileFrames, tone(997.0, 997.0, rate, amplitude));
+        CDProject project;
+        project.tracks = {trackOf(file, 150, RedBook::discSamplesForFileLength(fileFrames, rate))};
+        const auto snapshot = snapshotOf(project);
+        const std::int64_t start = 150 * spf;
+        const std::int64_t count = 2 * 44100;
+
+        TimelineRenderer renderer;
+        const Stereo chunked = renderSpan(renderer, snapshot, start, count, {4096});
+        for (const auto* side : {&chunked.l, &chunked.r}) {
+            const std::vector<double> y(side->begin(), side->end());
+            const ToneFit fit = fitTone(y, 44100, 997.0, 4410, y.size() - 2 * 4410);
+            EXPECT_NEAR(fit.amplitude, amplitude, amplitude * 1e-4);
+            EXPECT_LT(dB(std::hypot(fit.residualRms, fit.dc) / (amplitude / std::sqrt(2.0))), -120.0);
+        }
+
+        TimelineRenderer other;
+        const Stereo odd = renderSpan(other, snapshot, start, count, {1000, 4096, 77, 3333});
+        float worst = 0.0f;
+        for (std::size_t i = 0; i < chunked.l.size(); ++i)
+            worst = std::max(worst, std::abs(odd.l[i] - chunked.l[i]));
+        EXPECT_LE(worst, 1e-6f);
+
+        TimelineRenderer sought;
+        const std::int64_t at = 44100 + 12345;
+        const Stereo after = renderSpan(sought, snapshot, start + at, 8192, {4096});
+        worst = 0.0f;
+        for (std::size_t i = 0; i < after.l.size(); ++i)
+            worst = std::max(worst, std::abs(after.l[i] - chunked.l[static_cast<std::size_t>(at) + i]));
+        EXPECT_LE(worst, 1e-5f);
+    }
+}
+
+TEST(TimelineRenderer, aSourceAtAnotherRateGoesThroughTheMastersLevelStage) {
+    // A 48 kHz source with fades, static gain and an envelope: monitoring converts it its own way and
+    // the master reads the converter's cache, but the level each applies is the same, so away from
+    // the file's edges the two agree to within what the converters differ by.
+    TempFolder folder{"orvane-timeline"};
+    SRCRenderer::overrideCacheDirectory(folder.path / "cache");
+    const std::int64_t fileFrames = 4 * 48000;
+    const fs::path file = writeSource(folder.path / "dc.wav", 48000, 2, fileFrames, constant(0.5f, -0.25f));
+    const std::int64_t samples = RedBook::discSamplesForFileLength(fileFrames, 48000);
+    CDProject project;
+    project.tracks = {trackOf(file, 150, samples)};
+    CDTrack& t = project.tracks[0];
+    t.fadeInSamples = 30000;
+    t.fadeInCurve = 0.4f;
+    t.fadeOutSamples = 40000;
+    t.gainEnabled = true;
+    t.gainDB = -3.0f;
+    t.envelopeEnabled = true;
+    t.gainPoints = {GainPoint{Uuid::random(), 50000, -10.0f, std::nullopt},
+                    GainPoint{Uuid::random(), 90000, 0.0f, std::nullopt}};
+    const auto snapshot = snapshotOf(project);
+
+    std::vector<float> masterL;
+    Exporter::renderChunks(project, snapshot.positions, 0, snapshot.positions.back().endLBA, 44100,
+                           [&](RenderChunk& chunk) {
+                               if (const auto* s = std::get_if<RenderChunk::Silence>(&chunk.value)) {
+                                   masterL.insert(masterL.end(), static_cast<std::size_t>(s->samples), 0.0f);
+                                   return;
+                               }
+                               const AudioBuffer& b = std::get<RenderChunk::Audio>(chunk.value).buffer;
+                               masterL.insert(masterL.end(), b.channel(0), b.channel(0) + b.frameLength());
+                           });
+    SRCRenderer::overrideCacheDirectory(std::nullopt);
+    ASSERT_EQ(static_cast<std::int64_t>(masterL.size()), snapshot.totalSamples);
+
+    TimelineRenderer renderer;
+    const Stereo mine = renderSpan(renderer, snapshot, 0, snapshot.totalSamples, {4096});
+    const std::int64_t first = 150 * spf + 2000;
+    const std::int64_t last = 150 * spf + samples - 2000;
+    double worst = 0.0;
+    for (std::int64_t i = first; i < last; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        worst = std::max(worst, std::abs(static_cast<double>(mine.l[k]) - masterL[k]));
+    }
+    EXPECT_LE(worst, 1e-4);
+    // The level does move: mid fade-in and in the envelope's dip the signal is far below 0.5.
+    EXPECT_LT(mine.l[static_cast<std::size_t>(150 * spf + 10000)], 0.3f);
+    EXPECT_LT(mine.l[static_cast<std::size_t>(150 * spf + 50000)], 0.15f);
 }
 
 TEST(TimelineRenderer, deEmphasisShelvesTheHighsAndRunsOnAcrossChunks) {
