@@ -3,7 +3,6 @@
 #include "cli/Commands.h"
 #include "delivery/CDTextEncoder.h"
 #include "model/ProjectValidator.h"
-#include "model/TimelineCalculator.h"
 #include "model/ValidationIssue.h"
 #include "model/VinylValidator.h"
 #include "workspace/ProjectStore.h"
@@ -32,11 +31,7 @@ not be read, 2 usage error
 )";
 
 std::vector<ValidationIssue> discIssues(const CDProject& project) {
-    // A layout that fails leaves no positions; the checks that need them are then skipped and the
-    // track-level checks still say why.
-    const auto positions = TimelineCalculator::calculatePositions(project);
-    const std::vector<TrackPosition> laidOut = positions ? *positions : std::vector<TrackPosition>{};
-    return ProjectValidator::validate(project, laidOut, DDPWriter::cdTextBlockPackCounts(project));
+    return ProjectValidator::validate(project, DDPWriter::cdTextBlockPackCounts(project));
 }
 
 void printIssues(const std::vector<ValidationIssue>& issues, bool vinyl, bool json) {

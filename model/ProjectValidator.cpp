@@ -2,8 +2,10 @@
 
 #include "model/DeliverySanitizing.h"
 #include "model/RedBook.h"
+#include "model/TimelineCalculator.h"
 #include "model/detail/PreflightChecks.h"
 #include "model/detail/ScalarBytes.h"
+#include "model/detail/UnicodeText.h"
 
 #include <array>
 #include <cstdio>
@@ -40,17 +42,10 @@ bool outsideLatin1(const std::optional<std::string>& text) {
     return text && detail::hasScalarAbove(*text, kLatin1Limit);
 }
 
-// Upper-cased, with everything but ASCII letters and digits removed; unlike sanitizedISRC it keeps
-// any length, so a malformed code still takes part in the duplicate test.
+// Upper-cased, with everything but letters and numbers removed; unlike sanitizedISRC it keeps any
+// length, so a malformed code still takes part in the duplicate test.
 std::string cleanISRC(const std::string& text) {
-    std::string clean;
-    for (const char c : text) {
-        if (c >= 'a' && c <= 'z')
-            clean.push_back(static_cast<char>(c - 'a' + 'A'));
-        else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
-            clean.push_back(c);
-    }
-    return clean;
+    return detail::cleanedCode(text, detail::KeepCharacters::lettersAndNumbers).text;
 }
 
 void checkDiscLength(std::span<const TrackPosition> positions, std::vector<ValidationIssue>& issues) {
@@ -155,7 +150,8 @@ const std::regex& isrcPattern() {
 }
 
 std::vector<ValidationIssue> validate(const CDProject& project, std::span<const TrackPosition> positions,
-                                      std::span<const std::int64_t> cdTextPackCounts) {
+                                      std::span<const std::int64_t> cdTextPackCounts,
+                                      const DDPError* layoutFailure) {
     std::vector<ValidationIssue> issues;
     if (project.tracks.empty()) {
         issues.push_back({Severity::error, "Project contains no tracks."});
@@ -165,6 +161,12 @@ std::vector<ValidationIssue> validate(const CDProject& project, std::span<const 
         issues.push_back({Severity::error, "Too many tracks: " + std::to_string(project.tracks.size()) +
                                                " (Red Book maximum is 99)."});
     checkDiscLength(positions, issues);
+    // Too many tracks already has its own line above; a track too short to lay out has none.
+    if (layoutFailure != nullptr)
+        if (const auto* tooShort = std::get_if<DDPError::TrackTooShort>(&layoutFailure->value))
+            issues.push_back({Severity::error, "Track " + twoDigits(tooShort->track) +
+                                                   ": cannot be laid out on the disc — its trims or the "
+                                                   "crossfade into it leave no audio after INDEX 01."});
 
     std::map<std::string, std::size_t> isrcOwners;
     for (std::size_t i = 0; i < project.tracks.size(); ++i)
@@ -192,6 +194,14 @@ std::vector<ValidationIssue> validate(const CDProject& project, std::span<const 
                                       " packs (maximum 252) — DDP export would fail. Shorten "
                                       "titles, performers or other CD-Text fields."});
     return issues;
+}
+
+std::vector<ValidationIssue> validate(const CDProject& project,
+                                      std::span<const std::int64_t> cdTextPackCounts) {
+    const auto positions = TimelineCalculator::calculatePositions(project);
+    if (positions)
+        return validate(project, *positions, cdTextPackCounts);
+    return validate(project, {}, cdTextPackCounts, &positions.error());
 }
 
 ValidationReport report(std::span<const ValidationIssue> issues, std::string_view validTitle,

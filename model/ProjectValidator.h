@@ -3,6 +3,7 @@
 // the report that shows such a list. Pure functions that change and block nothing; any thread.
 
 #include "model/CDProject.h"
+#include "model/DDPError.h"
 #include "model/TrackPosition.h"
 #include "model/ValidationIssue.h"
 
@@ -37,7 +38,14 @@ const std::regex& isrcPattern();
 // Every check in its fixed order; `positions` are the project's laid-out tracks (fewer or none when
 // the layout failed). `cdTextPackCounts` are the content packs per CD-Text block as the encoder
 // counts them; the encoder lives above the model, so its caller hands them in.
+// A layout failure given as `layoutFailure` is reported as an error naming its track.
 std::vector<ValidationIssue> validate(const CDProject& project, std::span<const TrackPosition> positions,
+                                      std::span<const std::int64_t> cdTextPackCounts,
+                                      const DDPError* layoutFailure = nullptr);
+
+// The pre-flight of the project as it stands: lays it out first, so that a disc the export would
+// refuse (a track trimmed to nothing) never reports as valid.
+std::vector<ValidationIssue> validate(const CDProject& project,
                                       std::span<const std::int64_t> cdTextPackCounts);
 
 // An empty list gives the valid title and text; otherwise a title that counts the errors and one

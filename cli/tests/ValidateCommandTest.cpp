@@ -49,6 +49,25 @@ TEST_F(ValidateCommand, errorsSetTheExitStatusAndJSONListsIssuesInOrder) {
     EXPECT_NE(text.out.find("info: No MCN/UPC code."), std::string::npos) << text.out;
 }
 
+TEST_F(ValidateCommand, aTrackTrimmedToNothingIsAnErrorNamingIt) {
+    // The export refuses a disc that cannot be laid out, so the pre-flight must not pass it.
+    auto second = track("a.wav", "00000000-0000-4000-8000-000000000002");
+    second["isrc"] = "USABC1234568";
+    second["trimEndSamples"] = 750 * 588;
+    const auto doc =
+        writeDocument({{"mcn", "4006381333931"},
+                       {"albumTitle", "A"},
+                       {"tracks", {track("a.wav", "00000000-0000-4000-8000-000000000001"), second}}});
+    const auto r = runCli({"validate", doc, "--json"}, dir_);
+    EXPECT_EQ(r.status, 1) << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["issues"][0],
+              (nlohmann::json{{"severity", "error"},
+                              {"message", "Track 02: cannot be laid out on the disc — its trims or the "
+                                          "crossfade into it leave no audio after INDEX 01."}}))
+        << r.out;
+}
+
 TEST_F(ValidateCommand, cleanDiscPassesAndUnreadableDocumentFails) {
     // No errors exits 0 with the valid report; a broken document is the store's text on stderr.
     const auto doc = writeDocument({{"mcn", "4006381333931"},
