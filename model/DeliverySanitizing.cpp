@@ -1,8 +1,10 @@
 #include "model/DeliverySanitizing.h"
 
 #include "model/detail/ScalarBytes.h"
+#include "model/detail/UnicodeText.h"
 
 #include <cstddef>
+#include <utility>
 
 namespace orvane::DDPWriter {
 
@@ -11,41 +13,24 @@ namespace {
 constexpr std::size_t kISRCLength = 12;
 constexpr std::size_t kEAN13Length = 13;
 
-// Only ASCII counts: codes on the disc are ASCII, and a non-ASCII letter can never be part of a
-// valid one, so it is removed like any other separator.
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
-}
-bool isLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-char upper(char c) {
-    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-std::string digitsOf(std::string_view text) {
-    std::string digits;
-    for (const char c : text)
-        if (isDigit(c))
-            digits.push_back(c);
-    return digits;
 }
 
 } // namespace
 
+// Letters and numbers of every script count, as characters: a code typed with a letter from
+// outside A-Z keeps its length and so is refused, rather than shrinking to a different code.
 std::string sanitizedISRC(const std::optional<std::string>& text) {
     if (!text)
         return {};
-    std::string kept;
-    for (const char c : *text)
-        if (isDigit(c) || isLetter(c))
-            kept.push_back(upper(c));
-    return kept.size() == kISRCLength ? kept : std::string{};
+    detail::CleanedText kept = detail::cleanedCode(*text, detail::KeepCharacters::lettersAndNumbers);
+    return kept.characters == kISRCLength ? std::move(kept.text) : std::string{};
 }
 
 std::string sanitizedMCN(std::string_view text) {
-    std::string digits = digitsOf(text);
-    return digits.size() == kEAN13Length ? digits : std::string{};
+    detail::CleanedText digits = detail::cleanedCode(text, detail::KeepCharacters::numbers);
+    return digits.characters == kEAN13Length ? std::move(digits.text) : std::string{};
 }
 
 bool isValidEAN13(std::string_view text) {

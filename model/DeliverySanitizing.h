@@ -9,11 +9,11 @@
 
 namespace orvane::DDPWriter {
 
-// The upper-cased input with everything but the letters A-Z and digits removed, if exactly 12
-// characters remain; otherwise (and for an absent input) "".
+// The upper-cased input with everything but letters and numbers (of any script) removed, if exactly
+// 12 characters remain; otherwise (and for an absent input) "".
 std::string sanitizedISRC(const std::optional<std::string>& text);
 
-// The digits of the input, if there are exactly 13 of them; otherwise "".
+// The numbers (of any script) of the input, if there are exactly 13 of them; otherwise "".
 std::string sanitizedMCN(std::string_view text);
 
 // True when the text is 13 digits whose last is the EAN-13 check digit of the first twelve.

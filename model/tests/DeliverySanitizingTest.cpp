@@ -15,9 +15,29 @@ TEST(SanitizedISRC, keepsTwelveLettersAndDigitsUpperCasedOrNothing) {
     EXPECT_EQ(sanitizedISRC("USABC12345678"), "");
     EXPECT_EQ(sanitizedISRC(std::nullopt), "");
     EXPECT_EQ(sanitizedISRC(""), "");
-    // A non-ASCII letter is no part of a code: it is dropped with the separators.
+    // Letters and numbers of any script count as characters of the code: a typed "é" keeps a
+    // 13-character entry too long instead of shrinking it to a different code, and a 12-character
+    // one keeps its (upper-cased) letter, which no ASCII field will take.
     EXPECT_EQ(sanitizedISRC("USABC12345\xC3\xA9"
                             "67"),
+              "");
+    EXPECT_EQ(sanitizedISRC("usabc1234\xC3\xA9"
+                            "67"),
+              "USABC1234\xC3\x89"
+              "67");
+    // A combining accent stays with its letter and counts once; sharp s is two capitals.
+    EXPECT_EQ(sanitizedISRC("usabc12345e\xCC\x81"
+                            "6"),
+              "USABC12345E\xCC\x81"
+              "6");
+    EXPECT_EQ(sanitizedISRC("u\xC3\x9F"
+                            "bc1234567"),
+              "USSBC1234567");
+    // Digits of another script are numbers, not separators.
+    EXPECT_EQ(sanitizedISRC("USABC123456\xD9\xA3"), "USABC123456\xD9\xA3");
+    // Broken bytes are no character at all.
+    EXPECT_EQ(sanitizedISRC("US\xFF"
+                            "ABC1234567"),
               "USABC1234567");
 }
 
@@ -27,6 +47,9 @@ TEST(SanitizedMCN, keepsExactlyThirteenDigits) {
     EXPECT_EQ(sanitizedMCN("123456789012"), "");
     EXPECT_EQ(sanitizedMCN("12345678901234"), "");
     EXPECT_EQ(sanitizedMCN("ABC"), "");
+    // Full-width digits are numbers too, so twelve ASCII digits and one of them make thirteen.
+    EXPECT_EQ(sanitizedMCN("123456789012\xEF\xBC\x93"), "123456789012\xEF\xBC\x93");
+    EXPECT_FALSE(isValidEAN13(sanitizedMCN("123456789012\xEF\xBC\x93")));
 }
 
 TEST(IsValidEAN13, acceptsOnlyThirteenDigitsWithTheRightCheckDigit) {

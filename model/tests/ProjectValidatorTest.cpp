@@ -1,7 +1,7 @@
 #include "model/ProjectValidator.h"
 
 #include "model/TimelineCalculator.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -156,6 +156,15 @@ TEST_F(ProjectValidatorTest, isrcFormatAndDuplicatesAcrossSpellings) {
                   {Severity::warning, "Track 03: ISRC \"12-abc\" has invalid format (CC-XXX-YY-NNNNN)."},
                   {Severity::warning, "Track 04: ISRC \"12ABC\" has invalid format (CC-XXX-YY-NNNNN)."},
                   {Severity::error, "Track 04: duplicate ISRC 12ABC (same as track 03)."}}));
+
+    // A letter from beyond A-Z is part of the code: the two differ and neither is read as the other.
+    project.tracks[2].isrc = "USABC1234567";
+    project.tracks[3].isrc = "US\u00C4BC1234567";
+    const auto issues = check(project);
+    EXPECT_TRUE(has(issues, Severity::error, "Track 03: duplicate ISRC USABC1234567 (same as track 01)."));
+    EXPECT_FALSE(has(issues, Severity::error, "Track 04: duplicate ISRC USABC1234567 (same as track 01)."));
+    EXPECT_TRUE(has(issues, Severity::warning,
+                    "Track 04: ISRC \"US\u00C4BC1234567\" has invalid format (CC-XXX-YY-NNNNN)."));
 }
 
 TEST_F(ProjectValidatorTest, textOutsideLatin1AndDiscFieldsInOrder) {
