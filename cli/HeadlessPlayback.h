@@ -19,25 +19,25 @@ class HeadlessPlayback final : public PlaybackControl {
         load(project, positions);
     }
     void reflectEditDuringPlayback() override {}
-    void seek(double) override {}
+    void seek(std::int64_t) override {}
     void play() override {}
     void pause() override {}
     void stop() override {}
     bool isPlaying() const override { return false; }
     bool isScrubbing() const override { return false; }
     bool isSpooling() const override { return false; }
-    double currentTime() const override { return 0.0; }
+    std::int64_t currentSample() const override { return 0; }
     const std::vector<TrackPosition>& currentPositions() const override { return positions_; }
     const std::optional<CDProject>& currentProject() const override { return project_; }
-    void setLoopRange(double, double) override {}
+    void setLoopRange(std::int64_t, std::int64_t) override {}
     void clearLoopRange() override {}
     void setScrubGain(double) override {}
     void setOutputVolume(double) override {}
-    double totalTime() const override { return 0.0; }
-    void nextTrack(double) override {}
-    void previousTrack(double) override {}
+    std::int64_t totalSamples() const override { return 0; }
+    void nextTrack(std::int64_t) override {}
+    void previousTrack(std::int64_t) override {}
     void beginScrub() override {}
-    void scrubTo(double) override {}
+    void scrubTo(std::int64_t) override {}
     void endScrub() override {}
     void spoolStep(int) override {}
     void stopSpool() override {}

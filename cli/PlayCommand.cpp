@@ -3,6 +3,7 @@
 // output to a WAV through the offline device.
 
 #include "cli/Commands.h"
+#include "model/RedBook.h"
 #include "model/TimelineCalculator.h"
 #include "monitoring/PlaybackEngine.h"
 #include "platform/DefaultsStore.h"
@@ -19,21 +20,25 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace orvane::cli {
 
 namespace {
 
 constexpr const char* kHelp =
-    R"(usage: orvane-cli play PROJECT [--from SECONDS] [--seconds N] [--device NAME|offline]
-                       [--capture OUT.wav [--fast]]
+    R"(usage: orvane-cli play PROJECT [--from TIME] [--seconds N] [--loop IN OUT]
+                       [--device NAME|offline] [--capture OUT.wav [--fast]]
 
 Plays the project's disc through the playback engine and shows the time, the track and the
 meters on one line (plain lines when the output is not a terminal). Playback ends at the end of
 the disc, after --seconds, or on Ctrl-C.
 
-  --from SECONDS     start at this time on the disc (default 0)
+  --from TIME        start here on the disc (default 0): seconds (12.5), CD frames (930f) or
+                     minutes:seconds:frames (00:12:30)
   --seconds N        play at most N seconds
+  --loop IN OUT      loop between two places on the disc, given like --from; the loop plays
+                     until --seconds runs out, so --seconds is needed with it
   --device NAME      an output device by name or uid ('orvane-cli devices' lists them); 'offline'
                      plays on the offline device's clock without sound
   --capture OUT.wav  play on the offline device and record exactly what reached the output as a
@@ -45,7 +50,8 @@ exit status: 0 played, 1 the project, the device or the capture failed, 2 usage 
 
 struct PlayOptions {
     std::string project;
-    double fromSeconds = 0.0;
+    std::int64_t fromSample = 0;
+    std::optional<std::pair<std::int64_t, std::int64_t>> loopSamples;
     std::optional<double> seconds;
     std::optional<std::string> device;
     std::optional<std::string> capture;
@@ -64,6 +70,34 @@ std::optional<double> parseSeconds(const std::string& text) {
     }
 }
 
+// A place on the disc as a sample: seconds (rounded to the nearest sample), "930f" frames, or
+// "mm:ss:ff". Frames are exact, so a loop given in frames plays exactly those frames.
+std::optional<std::int64_t> parsePlace(const std::string& text) {
+    constexpr std::int64_t spf = RedBook::samplesPerFrame;
+    if (!text.empty() && text.back() == 'f') {
+        const std::string digits = text.substr(0, text.size() - 1);
+        if (digits.empty() || digits.size() > 12 ||
+            digits.find_first_not_of("0123456789") != std::string::npos)
+            return std::nullopt;
+        return std::stoll(digits) * spf;
+    }
+    int minutes = 0;
+    int seconds = 0;
+    int frames = 0;
+    char tail = 0;
+    if (text.find(':') != std::string::npos) {
+        if (std::sscanf(text.c_str(), "%3d:%2d:%2d%c", &minutes, &seconds, &frames, &tail) != 3 ||
+            minutes < 0 || seconds < 0 || seconds > 59 || frames < 0 || frames > 74)
+            return std::nullopt;
+        return ((static_cast<std::int64_t>(minutes) * 60 + seconds) * RedBook::framesPerSecond + frames) *
+               spf;
+    }
+    const auto value = parseSeconds(text);
+    if (!value || *value > 1e7)
+        return std::nullopt;
+    return std::llround(*value * PlaybackEngine::sampleRate);
+}
+
 // Fills `options`; gives the usage error's text, or nothing when the arguments are good.
 std::optional<std::string> parseOptions(Args args, PlayOptions& options) {
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -71,11 +105,24 @@ std::optional<std::string> parseOptions(Args args, PlayOptions& options) {
         const bool takesValue = a == "--from" || a == "--seconds" || a == "--device" || a == "--capture";
         if (takesValue && i + 1 >= args.size())
             return a + " needs a value";
-        if (a == "--from" || a == "--seconds") {
+        if (a == "--loop" && i + 2 >= args.size())
+            return "--loop needs two places";
+        if (a == "--seconds") {
             const auto value = parseSeconds(args[++i]);
             if (!value)
                 return a + " takes a number of seconds, 0 or more";
-            (a == "--from" ? options.fromSeconds : options.seconds.emplace()) = *value;
+            options.seconds = *value;
+        } else if (a == "--from") {
+            const auto place = parsePlace(args[++i]);
+            if (!place)
+                return "--from takes seconds, frames (930f) or mm:ss:ff";
+            options.fromSample = *place;
+        } else if (a == "--loop") {
+            const auto in = parsePlace(args[++i]);
+            const auto out = parsePlace(args[++i]);
+            if (!in || !out || *in >= *out)
+                return "--loop takes two places, the first before the second";
+            options.loopSamples = std::make_pair(*in, *out);
         } else if (a == "--device") {
             options.device = args[++i];
         } else if (a == "--capture") {
@@ -94,6 +141,8 @@ std::optional<std::string> parseOptions(Args args, PlayOptions& options) {
         return "a project is needed";
     if (options.fast && !options.capture)
         return "--fast needs --capture";
+    if (options.loopSamples && !options.seconds)
+        return "--loop needs --seconds";
     if (options.capture && options.device && *options.device != OfflineAudioOutput::deviceUID)
         return "--capture plays on the offline device only";
     return std::nullopt;
@@ -110,7 +159,9 @@ std::string levelText(float linear) {
 // What is being heard now. The published playhead moves only on display ticks, which a --fast run
 // outpaces, so a rolling transport is read from the output's own counters.
 double statusTime(const PlaybackEngine& engine) {
-    return engine.isPlaying() ? engine.heardPosition().seconds : engine.currentTime();
+    return engine.isPlaying()
+               ? static_cast<double>(engine.heardPosition().sample) / PlaybackEngine::sampleRate
+               : engine.currentTime();
 }
 
 // One status line: time, track, peak levels in dBFS and the running integrated loudness.
@@ -118,7 +169,7 @@ double statusTime(const PlaybackEngine& engine) {
 // own clock, which runs ahead of the present.
 std::string statusLine(const PlaybackEngine& engine, double meterClock) {
     const double t = statusTime(engine);
-    const auto track = engine.trackIndex(t);
+    const auto track = engine.trackIndex(std::llround(t * PlaybackEngine::sampleRate));
     const auto levels = engine.metering().meterLevels(meterClock);
     const auto lufs = engine.metering().rtIntegratedLUFS();
     char text[160];
@@ -167,11 +218,12 @@ bool waitForRing(const PlaybackEngine& engine, std::int64_t frames) {
     return true;
 }
 
-// Frames to play from `from` on: to the end of the disc, or --seconds.
+// Frames to play from `from` on: to the end of the disc, or --seconds (a loop never ends by itself).
 std::int64_t framesToPlay(const PlaybackEngine& engine, const PlayOptions& options) {
-    const double rest = std::max(engine.totalTime() - engine.currentTime(), 0.0);
-    const double seconds = options.seconds ? std::min(*options.seconds, rest) : rest;
-    return static_cast<std::int64_t>(std::llround(seconds * PlaybackEngine::sampleRate));
+    const std::int64_t rest = std::max<std::int64_t>(engine.totalSamples() - engine.currentSample(), 0);
+    const std::int64_t wanted =
+        options.seconds ? std::llround(*options.seconds * PlaybackEngine::sampleRate) : rest;
+    return options.loopSamples ? wanted : std::min(wanted, rest);
 }
 
 // --fast: this thread is the output's clock, pulling only what the producer has made, so the
@@ -239,11 +291,14 @@ int playThrough(AudioOutput& output, OfflineAudioOutput* offline, const PlayOpti
     MainLoop loop;
     PlaybackEngine engine(loop, DefaultsStore::standard(), output);
     engine.load(project, positions);
-    engine.seek(options.fromSeconds);
+    if (options.loopSamples)
+        engine.setLoopRange(options.loopSamples->first, options.loopSamples->second);
+    engine.seek(options.fromSample);
     const std::int64_t frames = framesToPlay(engine, options);
     if (frames <= 0 && !positions.empty()) {
         std::fprintf(stderr, "orvane-cli play: nothing to play from %.3f s on (the disc is %.3f s long)\n",
-                     options.fromSeconds, engine.totalTime());
+                     static_cast<double>(options.fromSample) / PlaybackEngine::sampleRate,
+                     engine.totalTime());
         return 1;
     }
     if (options.capture) {

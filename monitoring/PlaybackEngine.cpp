@@ -13,7 +13,7 @@
 namespace orvane {
 
 PlaybackEngine::PlaybackEngine(MainLoop& mainLoop, DefaultsStore& defaults, AudioOutput& output)
-    : mainLoop_(mainLoop), output_(output), rtMode_(defaults.boolValue("orvane.rtEngine").value_or(true)),
+    : mainLoop_(mainLoop), output_(output),
       rtScrubEnabled_(defaults.boolValue("orvane.scrubAudio").value_or(true)), metering_(defaults),
       rtFillBufL_(fillBlockFrames), rtFillBufR_(fillBlockFrames), rtScrubSrcL_(scrubSourceFrames),
       rtScrubSrcR_(scrubSourceFrames), rtScrubOutL_(rtScrubBlock), rtScrubOutR_(rtScrubBlock) {
@@ -36,8 +36,6 @@ PlaybackEngine::PlaybackEngine(MainLoop& mainLoop, DefaultsStore& defaults, Audi
         // The ring path reads the sources directly, so no file map needs rebuilding after a job.
         [] {});
     metering_.installMeterTap(sampleRate);
-    // Only the ring path exists here. With "orvane.rtEngine" false the engine still plays through the
-    // ring: no other road is built, and nothing in the system writes that key.
     startOutput(std::nullopt);
 }
 
@@ -146,12 +144,10 @@ void PlaybackEngine::rtStartAt(std::int64_t sample) {
         rtLoopStartSample_.reset();
         rtLoopEndSample_.reset();
         if (loopRange_) {
-            const auto s = static_cast<std::int64_t>(std::trunc(loopRange_->first * sampleRate));
+            const std::int64_t s = loopRange_->first;
             const std::int64_t limit =
-                totalDuration_ > 0 ? static_cast<std::int64_t>(std::trunc(totalDuration_ * sampleRate))
-                                   : std::numeric_limits<std::int64_t>::max();
-            const std::int64_t e =
-                std::min(limit, static_cast<std::int64_t>(std::trunc(loopRange_->second * sampleRate)));
+                totalSamples_ > 0 ? totalSamples_ : std::numeric_limits<std::int64_t>::max();
+            const std::int64_t e = std::min(limit, loopRange_->second);
             // A start behind the loop's end plays straight on.
             if (e > s && rtSeekSample_ < e) {
                 rtLoopStartSample_ = s;
@@ -218,11 +214,10 @@ PlaybackEngine::HeardPosition PlaybackEngine::heardPosition() const {
         seek = rtSeekSample_;
         consumed = rtConsumedSample_.load(std::memory_order_relaxed);
     }
-    const double heard = std::max(static_cast<double>(seek + consumed) / sampleRate - outputLatency_, 0.0);
-    return rtFold(heard);
+    return rtFold(std::max<std::int64_t>(seek + consumed - latencySamples(), 0));
 }
 
-PlaybackEngine::HeardPosition PlaybackEngine::rtFold(double heard) const {
+PlaybackEngine::HeardPosition PlaybackEngine::rtFold(std::int64_t heard) const {
     std::optional<std::int64_t> loopStart, loopEnd;
     {
         const std::lock_guard lock(rtLock_);
@@ -230,14 +225,14 @@ PlaybackEngine::HeardPosition PlaybackEngine::rtFold(double heard) const {
         loopEnd = rtLoopEndSample_;
     }
     if (loopStart && loopEnd && *loopStart < *loopEnd) {
-        // By time: the consumed count keeps growing across wraps.
-        const double a = static_cast<double>(*loopStart) / sampleRate;
-        const double b = static_cast<double>(*loopEnd) / sampleRate;
-        if (heard > b && b - a > 0)
-            return {a + std::fmod(heard - b, b - a), true};
+        // The consumed count keeps growing across wraps; past the end it folds back into the loop.
+        const std::int64_t a = *loopStart;
+        const std::int64_t b = *loopEnd;
+        if (heard > b)
+            return {a + (heard - b) % (b - a), true};
         return {heard, true};
     }
-    return {std::min(heard, totalDuration_), false};
+    return {std::min(heard, totalSamples_), false};
 }
 
 } // namespace orvane

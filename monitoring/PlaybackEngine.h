@@ -45,11 +45,13 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     static constexpr double rtScrubMaxRate = 16.0;
     static constexpr std::int64_t scrubSourceFrames = 32768;
     static constexpr int scrubSleepMicros = 1500;
-    static constexpr double scrubJumpSamples = 88200.0; // farther than this is a jump, not played
+    static constexpr double scrubJumpSamples = 88200.0;    // farther than this is a jump, not played
+    static constexpr std::int64_t stepSamples = 5 * 44100; // rewind and skip forward
+    static constexpr std::int64_t previousTrackGraceSamples = 2 * 44100; // back to the track's own start
     static constexpr double scrubDeadZoneSamples = 8.0;
     static constexpr std::array<double, 3> rtSpoolSpeeds{2.0, 5.0, 10.0};
 
-    // Reads "orvane.rtEngine" and "orvane.scrubAudio" (absent or not a boolean: true) and starts
+    // Reads "orvane.scrubAudio" (absent or not a boolean: true) and starts
     // the output on its default device. A failed start prints "Engine start failed: ..." and leaves
     // the engine usable but silent.
     PlaybackEngine(MainLoop& mainLoop, DefaultsStore& defaults, AudioOutput& output);
@@ -62,25 +64,25 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     void updateProjectAndPositions(const CDProject& project,
                                    const std::vector<TrackPosition>& positions) override;
     void reflectEditDuringPlayback() override;
-    void seek(double toSeconds) override;
+    void seek(std::int64_t toSample) override;
     void play() override;
     void pause() override;
     void stop() override;
     bool isPlaying() const override { return isPlaying_; }
     bool isScrubbing() const override { return isScrubbing_; }
     bool isSpooling() const override { return rtSpooling_; }
-    double currentTime() const override { return currentTime_; }
+    std::int64_t currentSample() const override { return currentSample_; }
     const std::vector<TrackPosition>& currentPositions() const override { return currentPositions_; }
     const std::optional<CDProject>& currentProject() const override { return currentProject_; }
-    void setLoopRange(double startSeconds, double endSeconds) override;
+    void setLoopRange(std::int64_t startSample, std::int64_t endSample) override;
     void clearLoopRange() override;
     void setScrubGain(double gain) override;
     void setOutputVolume(double volume) override;
-    double totalTime() const override { return totalDuration_; }
-    void nextTrack(double prerollSeconds) override;
-    void previousTrack(double prerollSeconds) override;
+    std::int64_t totalSamples() const override { return totalSamples_; }
+    void nextTrack(std::int64_t prerollSamples) override;
+    void previousTrack(std::int64_t prerollSamples) override;
     void beginScrub() override;
-    void scrubTo(double seconds) override;
+    void scrubTo(std::int64_t sample) override;
     void endScrub() override;
     void spoolStep(int direction) override;
     void stopSpool() override;
@@ -103,9 +105,10 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     // seek() to 5 seconds before or after the playhead.
     void rewind();
     void skipForward();
-    // Zero-based index of the first position with startLBA/75 <= t <= endLBA/75, and its bounds.
-    std::optional<std::size_t> trackIndex(double atSeconds) const;
-    std::optional<std::pair<double, double>> trackTimeRange(double atSeconds) const;
+    // Zero-based index of the first position with startLBA <= frame <= endLBA for the sample's
+    // place, and that position's bounds in samples.
+    std::optional<std::size_t> trackIndex(std::int64_t atSample) const;
+    std::optional<std::pair<std::int64_t, std::int64_t>> trackSampleRange(std::int64_t atSample) const;
 
     // Patches one track's fades in the producer's snapshot, so a fade drag is heard while it moves.
     void rtSetLiveFade(const Uuid& trackID, std::int64_t fadeInSamples, std::int64_t fadeOutSamples,
@@ -121,13 +124,12 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     const Metering& metering() const { return metering_; }
 
     bool isEngineRunning() const { return isEngineRunning_; }
-    bool rtMode() const { return rtMode_; }
     bool rtScrubEnabled() const { return rtScrubEnabled_; }
     bool isPreviewMode() const { return isPreviewMode_; }
     float scrubLevel() const;
     float outputVolume() const { return volume_.load(std::memory_order_relaxed); }
     double outputLatency() const { return outputLatency_; }
-    std::optional<std::pair<double, double>> loopRange() const { return loopRange_; }
+    std::optional<std::pair<std::int64_t, std::int64_t>> loopRange() const { return loopRange_; }
 
     // Callback reads that found the ring short while the producer was meant to run. Any thread.
     std::uint64_t underrunCount() const { return underruns_.load(std::memory_order_relaxed); }
@@ -135,7 +137,7 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     std::int64_t ringFilledFrames() const { return rtRing_.filledFrames(); }
     // The heard position, folded through the latched loop; `looping` says a loop is latched.
     struct HeardPosition {
-        double seconds = 0.0;
+        std::int64_t sample = 0;
         bool looping = false;
     };
     HeardPosition heardPosition() const;
@@ -151,16 +153,17 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     void rtStopProducer();
     void rtProducerLoop();
     void rtFillOnce();
-    HeardPosition rtFold(double heard) const;
+    HeardPosition rtFold(std::int64_t heard) const;
 
     // Transport (PlaybackEngineTransport.cpp).
     void internalStop();
     void startDisplayLink();
     void stopDisplayLink();
     void displayTick();
-    void publishTime(double seconds);
+    void publishTime(std::int64_t sample);
     void announce();
-    double durationOf(const std::vector<TrackPosition>& positions) const;
+    static std::int64_t lengthOf(const std::vector<TrackPosition>& positions);
+    std::int64_t latencySamples() const;
 
     // Scrub and spool (PlaybackEngineScrub.cpp).
     void rtStartScrub();
@@ -173,7 +176,6 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
 
     MainLoop& mainLoop_;
     AudioOutput& output_;
-    const bool rtMode_;
     const bool rtScrubEnabled_;
     AudioRenderCallback callback_;
     Metering metering_;
@@ -192,7 +194,7 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     double rtScrubReadPos_ = 0.0;
     double rtScrubTargetSample_ = 0.0;
     float rtScrubGain_ = 1.0f;
-    double rtScrubTotalSamples_ = 0.0; // the length the scrub loop plays within
+    double rtPreviewTotalSamples_ = 0.0; // the audition file's length, which the scrub plays within
     // Written by the callback alone; reset by the main thread with the producer stopped.
     std::atomic<std::int64_t> rtConsumedSample_{0};
     std::atomic<bool> rtRunning_{false};
@@ -207,13 +209,13 @@ class PlaybackEngine final : public PlaybackControl, public OutputDeviceTarget {
     // Main thread.
     bool isEngineRunning_ = false;
     bool isPlaying_ = false;
-    double currentTime_ = 0.0;
+    std::int64_t currentSample_ = 0;
     std::optional<TimecodeOverride> timecodeOverride_;
-    std::optional<std::pair<double, double>> loopRange_;
+    std::optional<std::pair<std::int64_t, std::int64_t>> loopRange_;
     std::optional<MainLoop::TimerID> displayLink_;
     std::optional<CDProject> currentProject_;
     std::vector<TrackPosition> currentPositions_;
-    double totalDuration_ = 0.0;
+    std::int64_t totalSamples_ = 0;
     bool isPreviewMode_ = false;
     double outputLatency_ = 0.0;
     bool rtSpooling_ = false;

@@ -9,13 +9,15 @@
 namespace orvane {
 
 namespace {
-constexpr double framesPerSecond = 75.0;
-constexpr double stepSeconds = 5.0;
-constexpr double previousTrackGraceSeconds = 2.0;
+constexpr std::int64_t spf = TimelineRenderer::samplesPerFrame;
 } // namespace
 
-double PlaybackEngine::durationOf(const std::vector<TrackPosition>& positions) const {
-    return positions.empty() ? 0.0 : static_cast<double>(positions.back().endLBA) / framesPerSecond;
+std::int64_t PlaybackEngine::lengthOf(const std::vector<TrackPosition>& positions) {
+    return positions.empty() ? 0 : positions.back().endLBA * spf;
+}
+
+std::int64_t PlaybackEngine::latencySamples() const {
+    return std::llround(std::max(outputLatency_, 0.0) * sampleRate);
 }
 
 void PlaybackEngine::announce() {
@@ -25,10 +27,10 @@ void PlaybackEngine::announce() {
     });
 }
 
-void PlaybackEngine::publishTime(double seconds) {
-    currentTime_ = seconds;
+void PlaybackEngine::publishTime(std::int64_t sample) {
+    currentSample_ = sample;
     if (onTimeUpdate_)
-        onTimeUpdate_(seconds);
+        onTimeUpdate_(sample);
 }
 
 // --- Model ---
@@ -42,7 +44,7 @@ void PlaybackEngine::load(const CDProject& project, const std::vector<TrackPosit
     if (scrubRunning)
         rtStopScrubProducer();
     isPreviewMode_ = false;
-    totalDuration_ = durationOf(positions);
+    totalSamples_ = lengthOf(positions);
     currentProject_ = project;
     currentPositions_ = positions;
     {
@@ -62,7 +64,7 @@ void PlaybackEngine::updateProjectAndPositions(const CDProject& project,
     currentProject_ = project;
     currentPositions_ = positions;
     if (!isPreviewMode_)
-        totalDuration_ = durationOf(positions);
+        totalSamples_ = lengthOf(positions);
     rtSetSnapshot();
 }
 
@@ -78,8 +80,8 @@ void PlaybackEngine::play() {
         return;
     if (rtSpooling_)
         stopSpool();
-    if (totalDuration_ > 0 && currentTime_ >= totalDuration_)
-        currentTime_ = 0.0;
+    if (totalSamples_ > 0 && currentSample_ >= totalSamples_)
+        currentSample_ = 0;
     bool haveSnapshot = false;
     {
         const std::lock_guard lock(rtLock_);
@@ -89,7 +91,7 @@ void PlaybackEngine::play() {
         rtSetSnapshot();
     outputLatency_ = output_.presentationLatency();
     metering_.setOutputLatency(outputLatency_);
-    rtStartAt(static_cast<std::int64_t>(std::trunc(currentTime_ * sampleRate)));
+    rtStartAt(currentSample_);
     isPlaying_ = true;
     startDisplayLink();
     announce();
@@ -99,7 +101,7 @@ void PlaybackEngine::pause() {
     if (!isPlaying_)
         return;
     // Pausing lands on what was audible, not on what was rendered.
-    currentTime_ = heardPosition().seconds;
+    currentSample_ = heardPosition().sample;
     rtStopProducer();
     isPlaying_ = false;
     stopDisplayLink();
@@ -112,7 +114,7 @@ void PlaybackEngine::stop() {
     rtStopProducer();
     rtScrubbing_.store(false);
     isPlaying_ = false;
-    currentTime_ = 0.0;
+    currentSample_ = 0;
     rtRing_.reset();
     {
         const std::lock_guard lock(rtLock_);
@@ -130,28 +132,28 @@ void PlaybackEngine::internalStop() {
     stopDisplayLink();
 }
 
-void PlaybackEngine::seek(double toSeconds) {
+void PlaybackEngine::seek(std::int64_t toSample) {
     if (rtSpooling_)
         stopSpool();
     const bool wasPlaying = isPlaying_;
-    currentTime_ = std::clamp(std::isfinite(toSeconds) ? toSeconds : 0.0, 0.0, totalDuration_);
+    currentSample_ = std::clamp<std::int64_t>(toSample, 0, totalSamples_);
     if (wasPlaying)
-        rtStartAt(static_cast<std::int64_t>(std::trunc(currentTime_ * sampleRate)));
+        rtStartAt(currentSample_);
     announce();
     if (onTimeUpdate_)
-        onTimeUpdate_(currentTime_);
+        onTimeUpdate_(currentSample_);
 }
 
 void PlaybackEngine::rewind() {
-    seek(std::max(currentTime_ - stepSeconds, 0.0));
+    seek(std::max<std::int64_t>(currentSample_ - stepSamples, 0));
 }
 
 void PlaybackEngine::skipForward() {
-    seek(std::min(currentTime_ + stepSeconds, totalDuration_));
+    seek(std::min(currentSample_ + stepSamples, totalSamples_));
 }
 
-void PlaybackEngine::setLoopRange(double startSeconds, double endSeconds) {
-    loopRange_ = std::make_pair(startSeconds, endSeconds);
+void PlaybackEngine::setLoopRange(std::int64_t startSample, std::int64_t endSample) {
+    loopRange_ = std::make_pair(startSample, endSample);
 }
 
 void PlaybackEngine::clearLoopRange() {
@@ -180,45 +182,44 @@ void PlaybackEngine::setTimecodeOverride(std::optional<TimecodeOverride> value) 
 
 // --- Tracks ---
 
-std::optional<std::size_t> PlaybackEngine::trackIndex(double atSeconds) const {
+std::optional<std::size_t> PlaybackEngine::trackIndex(std::int64_t atSample) const {
     for (std::size_t i = 0; i < currentPositions_.size(); ++i) {
         const auto& p = currentPositions_[i];
-        if (static_cast<double>(p.startLBA) / framesPerSecond <= atSeconds &&
-            atSeconds <= static_cast<double>(p.endLBA) / framesPerSecond)
+        if (p.startLBA * spf <= atSample && atSample <= p.endLBA * spf)
             return i;
     }
     return std::nullopt;
 }
 
-std::optional<std::pair<double, double>> PlaybackEngine::trackTimeRange(double atSeconds) const {
-    const auto index = trackIndex(atSeconds);
+std::optional<std::pair<std::int64_t, std::int64_t>>
+PlaybackEngine::trackSampleRange(std::int64_t atSample) const {
+    const auto index = trackIndex(atSample);
     if (!index)
         return std::nullopt;
     const auto& p = currentPositions_[*index];
-    return std::make_pair(static_cast<double>(p.startLBA) / framesPerSecond,
-                          static_cast<double>(p.endLBA) / framesPerSecond);
+    return std::make_pair(p.startLBA * spf, p.endLBA * spf);
 }
 
-void PlaybackEngine::nextTrack(double prerollSeconds) {
-    const auto index = trackIndex(currentTime_);
+void PlaybackEngine::nextTrack(std::int64_t prerollSamples) {
+    const auto index = trackIndex(currentSample_);
     if (!index || *index + 1 >= currentPositions_.size())
         return;
-    const double target = static_cast<double>(currentPositions_[*index + 1].index01LBA) / framesPerSecond;
-    seek(std::max(target - prerollSeconds, 0.0));
-    if (prerollSeconds > 0 && !isPlaying_)
+    const std::int64_t target = currentPositions_[*index + 1].index01LBA * spf;
+    seek(std::max<std::int64_t>(target - prerollSamples, 0));
+    if (prerollSamples > 0 && !isPlaying_)
         play();
 }
 
-void PlaybackEngine::previousTrack(double prerollSeconds) {
-    const auto index = trackIndex(currentTime_);
+void PlaybackEngine::previousTrack(std::int64_t prerollSamples) {
+    const auto index = trackIndex(currentSample_);
     if (!index)
         return;
-    const double start = static_cast<double>(currentPositions_[*index].index01LBA) / framesPerSecond;
-    double target = start;
-    if (currentTime_ - start <= previousTrackGraceSeconds && *index > 0)
-        target = static_cast<double>(currentPositions_[*index - 1].index01LBA) / framesPerSecond;
-    seek(std::max(target - prerollSeconds, 0.0));
-    if (prerollSeconds > 0 && !isPlaying_)
+    const std::int64_t start = currentPositions_[*index].index01LBA * spf;
+    std::int64_t target = start;
+    if (currentSample_ - start <= previousTrackGraceSamples && *index > 0)
+        target = currentPositions_[*index - 1].index01LBA * spf;
+    seek(std::max<std::int64_t>(target - prerollSamples, 0));
+    if (prerollSamples > 0 && !isPlaying_)
         play();
 }
 
@@ -249,23 +250,23 @@ void PlaybackEngine::displayTick() {
         consumed = rtConsumedSample_.load(std::memory_order_relaxed);
         looping = rtLoopStartSample_.has_value() && rtLoopEndSample_.has_value();
     }
-    const double raw = static_cast<double>(seek + consumed) / sampleRate;
-    const double heard = std::max(raw - outputLatency_, 0.0);
+    const std::int64_t raw = seek + consumed;
+    const std::int64_t heard = std::max<std::int64_t>(raw - latencySamples(), 0);
     if (looping) {
-        publishTime(rtFold(heard).seconds);
+        publishTime(rtFold(heard).sample);
         return;
     }
     // The end counts once the last sample has left for the output.
-    if (totalDuration_ > 0 && raw >= totalDuration_) {
-        currentTime_ = totalDuration_;
+    if (totalSamples_ > 0 && raw >= totalSamples_) {
+        currentSample_ = totalSamples_;
         rtStopProducer();
         isPlaying_ = false;
         stopDisplayLink();
         announce();
-        publishTime(totalDuration_);
+        publishTime(totalSamples_);
         return;
     }
-    publishTime(std::min(heard, totalDuration_));
+    publishTime(std::min(heard, totalSamples_));
 }
 
 // --- Audition ---
@@ -276,11 +277,12 @@ void PlaybackEngine::loadPreview(const std::filesystem::path& file, std::int64_t
     if (isPlaying_)
         internalStop();
     isPreviewMode_ = true;
-    totalDuration_ = static_cast<double>(std::max<std::int64_t>(totalFrames, 0)) / framesPerSecond;
-    currentTime_ = 0.0;
+    totalSamples_ = std::max<std::int64_t>(totalFrames, 0) * spf;
+    currentSample_ = 0;
     {
         const std::lock_guard lock(rtLock_);
         rtPreviewURL_ = file;
+        rtPreviewTotalSamples_ = static_cast<double>(totalSamples_);
     }
     announce();
 }
@@ -289,11 +291,12 @@ void PlaybackEngine::switchPreview(const std::filesystem::path& file, std::int64
     if (!isPreviewMode_)
         return;
     // The outgoing take's audible place, so the two takes meet at the same second.
-    const double at = isPlaying_ ? heardPosition().seconds : currentTime_;
-    totalDuration_ = static_cast<double>(std::max<std::int64_t>(totalFrames, 0)) / framesPerSecond;
+    const std::int64_t at = isPlaying_ ? heardPosition().sample : currentSample_;
+    totalSamples_ = std::max<std::int64_t>(totalFrames, 0) * spf;
     {
         const std::lock_guard lock(rtLock_);
         rtPreviewURL_ = file;
+        rtPreviewTotalSamples_ = static_cast<double>(totalSamples_);
     }
     seek(at);
 }
@@ -306,8 +309,8 @@ void PlaybackEngine::stopPreview() {
         const std::lock_guard lock(rtLock_);
         rtPreviewURL_.reset();
     }
-    totalDuration_ = durationOf(currentPositions_);
-    currentTime_ = 0.0;
+    totalSamples_ = lengthOf(currentPositions_);
+    currentSample_ = 0;
     announce();
 }
 

@@ -30,22 +30,28 @@ class PlaybackControl {
     // Makes an edit already handed over by updateProjectAndPositions audible at once.
     virtual void reflectEditDuringPlayback() = 0;
 
-    virtual void seek(double toSeconds) = 0; // clamped by the engine to 0...total duration
+    // Positions are disc samples at 44.1 kHz from the timeline's start (or the audition file's): whole
+    // numbers from the workspace to the producer, so a frame-exact locate or loop edge stays exact.
+    static constexpr std::int64_t samplesPerSecond = 44100;
+
+    virtual void seek(std::int64_t toSample) = 0; // clamped by the engine to 0...totalSamples()
     virtual void play() = 0;
     virtual void pause() = 0;
     virtual void stop() = 0; // back to the timeline's start
     virtual bool isPlaying() const = 0;
     virtual bool isScrubbing() const = 0;
     virtual bool isSpooling() const = 0;
-    virtual double currentTime() const = 0; // the playhead in seconds
+    virtual std::int64_t currentSample() const = 0; // the playhead
+    // The playhead in seconds, for display.
+    double currentTime() const { return static_cast<double>(currentSample()) / samplesPerSecond; }
 
     // The layout and the project it was last given by load or updateProjectAndPositions; no
     // project before the first.
     virtual const std::vector<TrackPosition>& currentPositions() const = 0;
     virtual const std::optional<CDProject>& currentProject() const = 0;
 
-    // The loop in seconds; it reaches the audio at the next seek.
-    virtual void setLoopRange(double startSeconds, double endSeconds) = 0;
+    // The loop; it reaches the audio at the next seek.
+    virtual void setLoopRange(std::int64_t startSample, std::int64_t endSample) = 0;
     virtual void clearLoopRange() = 0;
 
     // The scrub level relative to the monitor level, 0 to 1; stored under the engine's lock since
@@ -54,16 +60,17 @@ class PlaybackControl {
     // The output mixer's volume, 0 to 1.
     virtual void setOutputVolume(double volume) = 0;
 
-    // Seconds of what is loaded: the disc, or the audition file while one is loaded.
-    virtual double totalTime() const = 0;
+    // Length of what is loaded: the disc, or the audition file while one is loaded.
+    virtual std::int64_t totalSamples() const = 0;
+    double totalTime() const { return static_cast<double>(totalSamples()) / samplesPerSecond; }
     // The transport keys: locate to INDEX 01 of the next or previous track, less the pre-roll, and
     // roll when a pre-roll is given.
-    virtual void nextTrack(double prerollSeconds) = 0;
-    virtual void previousTrack(double prerollSeconds) = 0;
+    virtual void nextTrack(std::int64_t prerollSamples) = 0;
+    virtual void previousTrack(std::int64_t prerollSamples) = 0;
 
     // Scrub (a drag on the ruler) and spool (the tape-style keys, direction +1 or -1).
     virtual void beginScrub() = 0;
-    virtual void scrubTo(double seconds) = 0;
+    virtual void scrubTo(std::int64_t sample) = 0;
     virtual void endScrub() = 0;
     virtual void spoolStep(int direction) = 0;
     virtual void stopSpool() = 0;
@@ -87,7 +94,7 @@ class PlaybackControl {
     using SRCStateHandler = std::function<void(const Uuid& id, SRCCacheState state)>;
     virtual void setSRCStateChangeHandler(SRCStateHandler handler) = 0;
     // Told the playhead on each display tick and after each locate.
-    using TimeUpdateHandler = std::function<void(double seconds)>;
+    using TimeUpdateHandler = std::function<void(std::int64_t sample)>;
     virtual void setTimeUpdateHandler(TimeUpdateHandler handler) = 0;
 };
 

@@ -216,7 +216,7 @@ void WorkspaceState::transportNext() {
         previewStepVersion(+1);
         return;
     }
-    playback_->nextTrack(prerollSeconds());
+    playback_->nextTrack(std::llround(prerollSeconds() * PlaybackControl::samplesPerSecond));
 }
 
 void WorkspaceState::transportPrevious() {
@@ -224,7 +224,7 @@ void WorkspaceState::transportPrevious() {
         previewStepVersion(-1);
         return;
     }
-    playback_->previousTrack(prerollSeconds());
+    playback_->previousTrack(std::llround(prerollSeconds() * PlaybackControl::samplesPerSecond));
 }
 
 } // namespace orvane

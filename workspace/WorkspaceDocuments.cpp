@@ -117,7 +117,7 @@ void WorkspaceState::closeProject() {
     assertNoGestureOpen();
     resetForReplacedDocument();
     clearLoop();
-    setLockedPlayStart(std::nullopt);
+    setLockedPlayStartSample(std::nullopt);
     setVinylMode(false);
     setActiveSideIndex(0);
     clearPeaksCache();

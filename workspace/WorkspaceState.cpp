@@ -20,12 +20,11 @@ double systemWallClockSeconds() {
 
 // The position under the playhead, by the transport's rule: the first one whose marker range
 // [startLBA, endLBA], in seconds, holds the time. A gap belongs to the track it precedes.
-std::optional<std::size_t> positionIndexAt(const std::vector<TrackPosition>& positions, double seconds) {
-    const double fps = static_cast<double>(RedBook::framesPerSecond);
+std::optional<std::size_t> positionIndexAt(const std::vector<TrackPosition>& positions, std::int64_t sample) {
+    constexpr std::int64_t spf = RedBook::samplesPerFrame;
     for (std::size_t i = 0; i < positions.size(); ++i) {
         const auto& p = positions[i];
-        if (static_cast<double>(p.startLBA) / fps <= seconds &&
-            seconds <= static_cast<double>(p.endLBA) / fps) {
+        if (p.startLBA * spf <= sample && sample <= p.endLBA * spf) {
             return i;
         }
     }
@@ -68,7 +67,7 @@ WorkspaceState::WorkspaceState(MainLoop& loop, std::unique_ptr<PlaybackControl> 
         onMain([this, id, state] { setSRCCacheState(id, state); });
     });
     playback_->setTimeUpdateHandler(
-        [this, onMain](double seconds) { onMain([this, seconds] { setCurrentTime(seconds); }); });
+        [this, onMain](std::int64_t sample) { onMain([this, sample] { setCurrentSample(sample); }); });
     installAuditionHooks();
 }
 
@@ -254,7 +253,7 @@ void WorkspaceState::reloadPlaybackAfterTimelineChange(const std::vector<TrackPo
     PlaybackControl& engine = *playback_;
     const bool wasPlaying = engine.isPlaying();
     if (wasPlaying) {
-        const auto found = positionIndexAt(engine.currentPositions(), engine.currentTime());
+        const auto found = positionIndexAt(engine.currentPositions(), engine.currentSample());
         if (found) {
             const auto i = static_cast<std::size_t>(engine.currentPositions()[*found].trackIndex - 1);
             const auto& engineProject = engine.currentProject();
@@ -270,7 +269,7 @@ void WorkspaceState::reloadPlaybackAfterTimelineChange(const std::vector<TrackPo
         }
         engine.pause();
     }
-    const double resumeAt = engine.currentTime();
+    const std::int64_t resumeAt = engine.currentSample();
     engine.load(newProject, newPositions);
     engine.seek(resumeAt);
     if (wasPlaying) {
@@ -303,7 +302,7 @@ void WorkspaceState::commitTrimEdit() {
     if (!playback_->isPlaying()) {
         return;
     }
-    const double resumeAt = playback_->currentTime();
+    const std::int64_t resumeAt = playback_->currentSample();
     playback_->updateProjectAndPositions(displayProject(), displayPositions());
     playback_->seek(resumeAt);
 }
@@ -314,8 +313,8 @@ void WorkspaceState::togglePlayback() {
         return;
     }
     // The pin holds at the start of a roll only; a click may move the playhead freely meanwhile.
-    if (lockedPlayStart_) {
-        playback_->seek(*lockedPlayStart_);
+    if (lockedPlayStartSample_) {
+        playback_->seek(*lockedPlayStartSample_);
     }
     playback_->play();
 }
@@ -325,7 +324,7 @@ void WorkspaceState::selectTrackAtPlayhead() {
     if (engine.isPlaying() || engine.isScrubbing() || engine.isSpooling() || tableMultiSelectionActive) {
         return;
     }
-    const auto found = positionIndexAt(engine.currentPositions(), engine.currentTime());
+    const auto found = positionIndexAt(engine.currentPositions(), engine.currentSample());
     if (!found) {
         return;
     }

@@ -178,10 +178,15 @@ class WorkspaceState final {
     void setSRCCacheState(const Uuid& id, SRCCacheState state);
 
     // --- Transport mirrors, pin, loop ---
-    double currentTime() const { return currentTime_; }
-    void setCurrentTime(double seconds);
-    const std::optional<double>& lockedPlayStart() const { return lockedPlayStart_; }
-    void setLockedPlayStart(std::optional<double> seconds);
+    // The playhead and the pin as disc samples at 44.1 kHz; currentTime() is the playhead in seconds
+    // for display.
+    std::int64_t currentSample() const { return currentSample_; }
+    double currentTime() const {
+        return static_cast<double>(currentSample_) / PlaybackControl::samplesPerSecond;
+    }
+    void setCurrentSample(std::int64_t sample);
+    const std::optional<std::int64_t>& lockedPlayStartSample() const { return lockedPlayStartSample_; }
+    void setLockedPlayStartSample(std::optional<std::int64_t> sample);
     const std::optional<std::int64_t>& loopStartFrame() const { return loopStartFrame_; }
     const std::optional<std::int64_t>& loopEndFrame() const { return loopEndFrame_; }
     bool loopMode() const { return loopMode_; }
@@ -356,8 +361,8 @@ class WorkspaceState final {
     std::int64_t centerOnPlayheadTrigger_ = 0;
     std::int64_t revealPlayheadTrigger_ = 0;
 
-    double currentTime_ = 0.0;
-    std::optional<double> lockedPlayStart_;
+    std::int64_t currentSample_ = 0;
+    std::optional<std::int64_t> lockedPlayStartSample_;
     std::optional<std::int64_t> loopStartFrame_;
     std::optional<std::int64_t> loopEndFrame_;
     bool loopMode_ = false;

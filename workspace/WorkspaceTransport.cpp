@@ -10,8 +10,6 @@ namespace orvane {
 
 namespace {
 
-constexpr double framesPerSecond = static_cast<double>(RedBook::framesPerSecond);
-
 // Levels handed to the audio side stay within 0 to 1; a value that is no number reads as silence.
 double unitLevel(double value) {
     return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : (value > 0 ? 1.0 : 0.0);
@@ -19,12 +17,12 @@ double unitLevel(double value) {
 
 } // namespace
 
-void WorkspaceState::setCurrentTime(double seconds) {
-    assign(currentTime_, seconds, WorkspaceProperty::currentTime);
+void WorkspaceState::setCurrentSample(std::int64_t sample) {
+    assign(currentSample_, sample, WorkspaceProperty::currentTime);
 }
 
-void WorkspaceState::setLockedPlayStart(std::optional<double> seconds) {
-    assign(lockedPlayStart_, seconds, WorkspaceProperty::lockedPlayStart);
+void WorkspaceState::setLockedPlayStartSample(std::optional<std::int64_t> sample) {
+    assign(lockedPlayStartSample_, sample, WorkspaceProperty::lockedPlayStart);
 }
 
 // The loop lives only in these three fields; each change hands the result to the engine.
@@ -54,16 +52,15 @@ std::optional<LoopFrames> WorkspaceState::loopRangeFrames() const {
 void WorkspaceState::syncEngineLoop() {
     const auto range = loopRangeFrames();
     if (loopMode_ && range) {
-        playback_->setLoopRange(static_cast<double>(range->startFrame) / framesPerSecond,
-                                static_cast<double>(range->endFrame) / framesPerSecond);
+        playback_->setLoopRange(range->startFrame * RedBook::samplesPerFrame,
+                                range->endFrame * RedBook::samplesPerFrame);
     } else {
         playback_->clearLoopRange();
     }
 }
 
 std::int64_t WorkspaceState::playheadFrame() const {
-    const double frames = std::trunc(playback_->currentTime() * framesPerSecond);
-    return std::max<std::int64_t>(static_cast<std::int64_t>(frames), 0);
+    return std::max<std::int64_t>(playback_->currentSample() / RedBook::samplesPerFrame, 0);
 }
 
 void WorkspaceState::setLoopIn() {
@@ -72,7 +69,7 @@ void WorkspaceState::setLoopIn() {
     // Arms only once both edges stand in the right order; the seek makes the engine take the range up.
     if (loopEndFrame_ && frame < *loopEndFrame_) {
         setLoopMode(true);
-        playback_->seek(playback_->currentTime());
+        playback_->seek(playback_->currentSample());
     }
 }
 
@@ -81,7 +78,7 @@ void WorkspaceState::setLoopOut() {
     setLoopEndFrame(frame);
     if (loopStartFrame_ && *loopStartFrame_ < frame) {
         setLoopMode(true);
-        playback_->seek(playback_->currentTime());
+        playback_->seek(playback_->currentSample());
     }
 }
 
@@ -93,7 +90,7 @@ void WorkspaceState::enterLoopModeFromButton() {
         setLoopEndFrame(frame);
     }
     setLoopMode(true);
-    playback_->seek(playback_->currentTime());
+    playback_->seek(playback_->currentSample());
 }
 
 void WorkspaceState::clearLoop() {
@@ -101,11 +98,11 @@ void WorkspaceState::clearLoop() {
     setLoopEndFrame(std::nullopt);
     setLoopMode(false);
     playback_->clearLoopRange();
-    playback_->seek(playback_->currentTime());
+    playback_->seek(playback_->currentSample());
 }
 
 void WorkspaceState::commitLoopToPlayback() {
-    playback_->seek(playback_->currentTime());
+    playback_->seek(playback_->currentSample());
 }
 
 void WorkspaceState::setMonitorVolume(double volume) {

@@ -120,7 +120,7 @@ int main(int argc, char** argv) {
     OfflineAudioOutput output(OfflineAudioOutputSettings{OfflinePacing::realTime, std::nullopt, 0.0});
     PlaybackEngine engine(loop, defaults, output);
     engine.load(project, positions);
-    engine.setLoopRange(0.0, engine.totalTime());
+    engine.setLoopRange(0, engine.totalSamples());
     // The stream starts once the ring is full, as a player's first buffer would be.
     output.stop();
     engine.play();

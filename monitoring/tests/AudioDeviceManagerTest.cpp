@@ -3,7 +3,7 @@
 #include "platform/DefaultsStore.h"
 #include "platform/MainLoop.h"
 #include "platform/tests/ScriptedAudioOutput.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

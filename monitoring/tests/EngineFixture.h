@@ -7,9 +7,9 @@
 #include "model/TimelineCalculator.h"
 #include "monitoring/PlaybackEngine.h"
 #include "monitoring/tests/TestAudioOutput.h"
-#include "platform/AudioFileWriter.h"
 #include "platform/DefaultsStore.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 #include "render/TimelineRenderer.h"
 
 #include <gtest/gtest.h>
@@ -27,22 +27,10 @@ namespace orvane::testing {
 
 namespace fs = std::filesystem;
 
-// A float WAV whose sample n is sample(channel, n).
+// A float WAV at 44.1 kHz whose sample n is sample(channel, n).
 inline fs::path writeSignal(const fs::path& file, std::int64_t frames,
                             const std::function<float(int, std::int64_t)>& sample) {
-    AudioWriteSettings settings;
-    settings.sampleFormat = AudioSampleFormat::float32;
-    settings.sampleRate = 44100;
-    auto writer = AudioFileWriter::open(file, settings);
-    EXPECT_TRUE(writer.has_value());
-    AudioBuffer buffer(44100, 2, static_cast<std::size_t>(frames));
-    for (int ch = 0; ch < 2; ++ch)
-        for (std::int64_t n = 0; n < frames; ++n)
-            buffer.channel(ch)[n] = sample(ch, n);
-    buffer.setFrameLength(static_cast<std::size_t>(frames));
-    EXPECT_TRUE(writer->write(buffer).has_value());
-    EXPECT_TRUE(writer->finish().has_value());
-    return file;
+    return writeSource(file, 44100.0, 2, frames, sample);
 }
 
 inline fs::path writeTone(const fs::path& file, std::int64_t frames, double hz) {
@@ -74,10 +62,12 @@ inline bool allZero(const std::vector<float>& v, std::size_t from, std::size_t t
     return true;
 }
 
-inline CDTrack trackOf(const fs::path& file, std::int64_t preGapFrames, std::int64_t samples) {
-    CDTrack t = CDTrack::make("T", std::nullopt, preGapFrames, samples);
-    t.audioFileURL = FileURL::fromPath(file);
-    return t;
+// A time in seconds as the transport's disc sample, and back.
+inline std::int64_t at(double seconds) {
+    return std::llround(seconds * PlaybackEngine::sampleRate);
+}
+inline double secondsOf(std::int64_t sample) {
+    return static_cast<double>(sample) / PlaybackEngine::sampleRate;
 }
 
 class EngineTest : public ::testing::Test {

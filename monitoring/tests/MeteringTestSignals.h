@@ -4,7 +4,7 @@
 
 #include "monitoring/Metering.h"
 #include "platform/DefaultsStore.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

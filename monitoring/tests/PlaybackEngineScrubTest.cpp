@@ -18,7 +18,7 @@ class ScrubTest : public EngineTest {
         makeEngine();
         loadThreeTracks();
         engine->loadPreview(testing::writeRamp(folder.path / "ramp.wav", 10 * 44100), 10 * 75);
-        engine->seek(fromSeconds);
+        engine->seek(testing::at(fromSeconds));
         engine->beginScrub();
         ASSERT_TRUE(engine->isScrubbing());
     }
@@ -26,7 +26,7 @@ class ScrubTest : public EngineTest {
     // move; the lead is pulled away and the next `blocks` blocks are returned.
     std::vector<float> moveAndListen(double toSeconds, int blocks) {
         waitForRing(PlaybackEngine::rtScrubFillAhead);
-        engine->scrubTo(toSeconds);
+        engine->scrubTo(testing::at(toSeconds));
         pullFilled(PlaybackEngine::rtScrubFillAhead, block);
         output.clearCapture();
         pullFilled(static_cast<std::size_t>(blocks * block), block);
@@ -101,7 +101,7 @@ TEST_F(ScrubTest, endingAScrubResumesPlayFromWhereTheDragEnded) {
     engine->play();
     engine->beginScrub();
     EXPECT_FALSE(engine->isPlaying());
-    engine->scrubTo(6.0);
+    engine->scrubTo(testing::at(6.0));
     engine->endScrub();
     EXPECT_FALSE(engine->isScrubbing());
     EXPECT_TRUE(engine->isPlaying());
@@ -115,7 +115,7 @@ TEST_F(ScrubTest, endingAScrubResumesPlayFromWhereTheDragEnded) {
     loadThreeTracks();
     engine->beginScrub();
     EXPECT_TRUE(engine->isScrubbing());
-    engine->scrubTo(3.0);
+    engine->scrubTo(testing::at(3.0));
     output.clearCapture();
     output.pull(1024);
     EXPECT_TRUE(testing::allZero(output.capturedL, 0, 1024));
@@ -142,7 +142,7 @@ TEST_F(EngineTest, spoolKeysCycleTheSpeedsAndStopAtTheDiscEnds) {
     EXPECT_EQ(engine->currentTime(), 0.0);
 
     loadThreeTracks();
-    engine->seek(5.0);
+    engine->seek(testing::at(5.0));
     engine->spoolStep(+1);
     EXPECT_TRUE(engine->isSpooling());
     tick(0.1);
@@ -169,13 +169,13 @@ TEST_F(EngineTest, spoolKeysCycleTheSpeedsAndStopAtTheDiscEnds) {
     EXPECT_FALSE(engine->isSpooling());
 
     const double total = engine->totalTime();
-    engine->seek(total - 0.1);
+    engine->seek(testing::at(total - 0.1));
     engine->spoolStep(+1);
     tick(0.1);
     EXPECT_EQ(engine->currentTime(), total);
     EXPECT_FALSE(engine->isSpooling());
 
-    engine->seek(3.0);
+    engine->seek(testing::at(3.0));
     engine->spoolStep(+1);
     tick(0.5);
     engine->play();

@@ -20,9 +20,9 @@ TEST_F(EngineTest, playsFromTheSeekPointAndReportsTheHeardPosition) {
     loadThreeTracks();
     output.latencySeconds = 0.05;
     std::vector<double> told;
-    engine->setTimeUpdateHandler([&](double t) { told.push_back(t); });
+    engine->setTimeUpdateHandler([&](std::int64_t t) { told.push_back(testing::secondsOf(t)); });
 
-    engine->seek(2.5);
+    engine->seek(testing::at(2.5));
     EXPECT_EQ(engine->currentTime(), 2.5);
     ASSERT_EQ(told.size(), 1u);
     engine->play();
@@ -33,7 +33,7 @@ TEST_F(EngineTest, playsFromTheSeekPointAndReportsTheHeardPosition) {
     EXPECT_LT(maxDiff(output.capturedR, 0, rendered(110250, static_cast<std::int64_t>(n), 1)), 1e-6f);
 
     const double expected = 2.5 + static_cast<double>(n) / sr - 0.05;
-    EXPECT_NEAR(engine->heardPosition().seconds, expected, 1e-9);
+    EXPECT_NEAR(testing::secondsOf(engine->heardPosition().sample), expected, 1e-9);
     tick();
     EXPECT_NEAR(engine->currentTime(), expected, 1e-9);
     EXPECT_NEAR(told.back(), expected, 1e-9);
@@ -47,10 +47,9 @@ TEST_F(EngineTest, loopPlaysItsBodyRepeatedWithoutAGap) {
     loadThreeTracks();
     for (const std::int64_t body : {22050, 100}) {
         const double start = 2.0;
-        const double end = (2.0 * sr + static_cast<double>(body) + 0.5) / sr;
-        engine->setLoopRange(start, end);
+        engine->setLoopRange(testing::at(start), testing::at(start) + body);
         output.clearCapture();
-        engine->seek(start);
+        engine->seek(testing::at(start));
         engine->play();
         const std::size_t n = 3 * static_cast<std::size_t>(body) + 4096 + 17;
         pullFilled(n);
@@ -61,10 +60,35 @@ TEST_F(EngineTest, loopPlaysItsBodyRepeatedWithoutAGap) {
         EXPECT_TRUE(repeats) << "body " << body;
         const auto heard = engine->heardPosition();
         EXPECT_TRUE(heard.looping);
-        EXPECT_NEAR(heard.seconds, start + static_cast<double>(n % static_cast<std::size_t>(body)) / sr,
-                    1e-6);
+        EXPECT_NEAR(testing::secondsOf(heard.sample),
+                    start + static_cast<double>(n % static_cast<std::size_t>(body)) / sr, 1e-6);
         engine->pause();
     }
+}
+
+TEST_F(EngineTest, aLoopSetInFramesPlaysExactlyThoseSamplesWrapAfterWrap) {
+    // Loop edges travel as whole samples: frames 173 to 200 play samples 173 * 588 up to (not
+    // including) 200 * 588 of the disc, every wrap, with no sample lost or repeated at either edge.
+    makeEngine();
+    project.tracks = {
+        testing::trackOf(testing::writeRamp(folder.path / "ramp.wav", 10 * 44100), 150, 10 * 44100)};
+    relayout();
+    engine->load(project, positions);
+    constexpr std::int64_t in = 173 * 588;
+    constexpr std::int64_t out = 200 * 588;
+    engine->setLoopRange(in, out);
+    engine->seek(in);
+    engine->play();
+    const std::size_t n = 5 * static_cast<std::size_t>(out - in) + 333;
+    pullFilled(n);
+    const std::int64_t firstFileSample = in - 150 * 588; // the ramp starts after the 2-second pre-gap
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto expected = firstFileSample + static_cast<std::int64_t>(i) % (out - in);
+        if (std::llround(output.capturedL[i] * testing::rampScale) != expected)
+            ++wrong;
+    }
+    EXPECT_EQ(wrong, 0u);
 }
 
 TEST_F(EngineTest, loopIsLatchedOnlyWhenTheStartLiesBeforeItsEnd) {
@@ -74,17 +98,17 @@ TEST_F(EngineTest, loopIsLatchedOnlyWhenTheStartLiesBeforeItsEnd) {
     loadThreeTracks();
     const double total = engine->totalTime();
 
-    engine->setLoopRange(2.0, 3.0);
-    engine->seek(4.0);
+    engine->setLoopRange(testing::at(2.0), testing::at(3.0));
+    engine->seek(testing::at(4.0));
     engine->play();
     pullFilled(8192);
     EXPECT_FALSE(engine->heardPosition().looping);
     EXPECT_LT(maxDiff(output.capturedL, 0, rendered(4 * 44100, 8192)), 1e-6f);
     engine->pause();
 
-    engine->setLoopRange(total - 0.5, total + 10.0);
+    engine->setLoopRange(testing::at(total - 0.5), testing::at(total + 10.0));
     output.clearCapture();
-    engine->seek(total - 0.5);
+    engine->seek(testing::at(total - 0.5));
     engine->play();
     const auto loopStart = static_cast<std::int64_t>(std::trunc((total - 0.5) * sr));
     const auto body = static_cast<std::int64_t>(std::trunc(total * sr)) - loopStart;
@@ -95,8 +119,8 @@ TEST_F(EngineTest, loopIsLatchedOnlyWhenTheStartLiesBeforeItsEnd) {
         << "wrapped at the disc's end";
     engine->pause();
 
-    engine->setLoopRange(3.0, 3.0);
-    engine->seek(2.0);
+    engine->setLoopRange(testing::at(3.0), testing::at(3.0));
+    engine->seek(testing::at(2.0));
     engine->play();
     EXPECT_FALSE(engine->heardPosition().looping);
 }
@@ -106,11 +130,11 @@ TEST_F(EngineTest, editDuringPlayNeitherFlushesTheRingNorMovesThePosition) {
     // runs on unbroken.
     makeEngine();
     loadThreeTracks();
-    engine->seek(2.0);
+    engine->seek(testing::at(2.0));
     engine->play();
     pullFilled(4096);
     waitForRing(8192);
-    const auto before = engine->heardPosition().seconds;
+    const auto before = testing::secondsOf(engine->heardPosition().sample);
     const auto oldAudio = rendered(88200 + 4096, 1024);
 
     project.tracks[0].gainEnabled = true;
@@ -119,14 +143,14 @@ TEST_F(EngineTest, editDuringPlayNeitherFlushesTheRingNorMovesThePosition) {
     EXPECT_TRUE(engine->isPlaying());
     pullFilled(1024);
     EXPECT_LT(maxDiff(output.capturedL, 4096, oldAudio), 1e-6f);
-    EXPECT_NEAR(engine->heardPosition().seconds, before + 1024.0 / sr, 1e-9);
+    EXPECT_NEAR(testing::secondsOf(engine->heardPosition().sample), before + 1024.0 / sr, 1e-9);
 
     // Behind the ring's depth the edit is heard.
     pullFilled(65536 + 8192);
     const std::size_t at = output.capturedL.size() - 2048;
     EXPECT_LT(maxDiff(output.capturedL, at, rendered(88200 + static_cast<std::int64_t>(at), 2048)), 1e-6f);
-    EXPECT_NEAR(engine->heardPosition().seconds, 2.0 + static_cast<double>(output.capturedL.size()) / sr,
-                1e-9);
+    EXPECT_NEAR(testing::secondsOf(engine->heardPosition().sample),
+                2.0 + static_cast<double>(output.capturedL.size()) / sr, 1e-9);
 }
 
 TEST_F(EngineTest, pauseLandsOnTheHeardPositionAndPlayResumesThere) {
@@ -135,7 +159,7 @@ TEST_F(EngineTest, pauseLandsOnTheHeardPositionAndPlayResumesThere) {
     makeEngine();
     loadThreeTracks();
     output.latencySeconds = 0.1;
-    engine->seek(3.0);
+    engine->seek(testing::at(3.0));
     engine->play();
     pullFilled(10000);
     engine->pause();
@@ -170,8 +194,8 @@ TEST_F(EngineTest, endOfDiscStopsOnTheTickAndPlayAtTheEndStartsOver) {
     const double total = engine->totalTime();
     EXPECT_DOUBLE_EQ(total, static_cast<double>(positions.back().endLBA) / 75.0);
     std::vector<double> told;
-    engine->setTimeUpdateHandler([&](double t) { told.push_back(t); });
-    engine->seek(total - 0.1);
+    engine->setTimeUpdateHandler([&](std::int64_t t) { told.push_back(testing::secondsOf(t)); });
+    engine->seek(testing::at(total - 0.1));
     engine->play();
     pullFilled(4000);
     tick();
@@ -184,7 +208,7 @@ TEST_F(EngineTest, endOfDiscStopsOnTheTickAndPlayAtTheEndStartsOver) {
 
     output.clearCapture();
     engine->play();
-    EXPECT_NEAR(engine->heardPosition().seconds, 0.0, 1e-12);
+    EXPECT_NEAR(testing::secondsOf(engine->heardPosition().sample), 0.0, 1e-12);
     pullFilled(4096);
     EXPECT_LT(maxDiff(output.capturedL, 0, rendered(0, 4096)), 1e-6f);
 }
@@ -196,52 +220,51 @@ TEST_F(EngineTest, trackKeysLocateByIndexOneWithPreRoll) {
     loadThreeTracks();
     const auto idx = [&](std::size_t i) { return static_cast<double>(positions[i].index01LBA) / 75.0; };
 
-    engine->seek(idx(2) + 1.9);
-    engine->previousTrack(0);
+    engine->seek(testing::at(idx(2) + 1.9));
+    engine->previousTrack(testing::at(0));
     EXPECT_DOUBLE_EQ(engine->currentTime(), idx(1));
-    engine->seek(idx(2) + 2.1);
-    engine->previousTrack(0);
+    engine->seek(testing::at(idx(2) + 2.1));
+    engine->previousTrack(testing::at(0));
     EXPECT_DOUBLE_EQ(engine->currentTime(), idx(2));
-    engine->seek(idx(0) + 1.0);
-    engine->previousTrack(0);
+    engine->seek(testing::at(idx(0) + 1.0));
+    engine->previousTrack(testing::at(0));
     EXPECT_DOUBLE_EQ(engine->currentTime(), idx(0));
     EXPECT_FALSE(engine->isPlaying());
 
-    engine->seek(idx(0) + 0.5);
-    engine->previousTrack(3.0); // INDEX 01 at 2 s less 3 s of pre-roll
+    engine->seek(testing::at(idx(0) + 0.5));
+    engine->previousTrack(testing::at(3.0)); // INDEX 01 at 2 s less 3 s of pre-roll
     EXPECT_EQ(engine->currentTime(), 0.0);
     EXPECT_TRUE(engine->isPlaying());
     engine->pause();
 
-    engine->seek(idx(2) + 1.0);
+    engine->seek(testing::at(idx(2) + 1.0));
     const double onLast = engine->currentTime();
-    engine->nextTrack(3.0);
+    engine->nextTrack(testing::at(3.0));
     EXPECT_EQ(engine->currentTime(), onLast);
     EXPECT_FALSE(engine->isPlaying());
 
-    engine->seek(static_cast<double>(positions[1].startLBA) / 75.0 + 0.5); // in track 2's pre-gap
-    ASSERT_EQ(engine->trackIndex(engine->currentTime()), 1u);
-    engine->nextTrack(0);
+    engine->seek(
+        testing::at(static_cast<double>(positions[1].startLBA) / 75.0 + 0.5)); // in track 2's pre-gap
+    ASSERT_EQ(engine->trackIndex(engine->currentSample()), 1u);
+    engine->nextTrack(testing::at(0));
     EXPECT_DOUBLE_EQ(engine->currentTime(), idx(2));
     EXPECT_FALSE(engine->isPlaying());
 
-    engine->seek(-5.0);
+    engine->seek(testing::at(-5.0));
     EXPECT_EQ(engine->currentTime(), 0.0);
-    engine->seek(1e9);
+    engine->seek(testing::at(1e9));
     EXPECT_EQ(engine->currentTime(), engine->totalTime());
 }
 
 TEST_F(EngineTest, monitorPathSurvivesAFailedStartAndAppliesTheVolumeLast) {
     // A failed start is reported on stdout and leaves a usable engine; the volume is clamped and
-    // scales the output; the scheduled-path key still plays through the ring.
+    // scales the output.
     output.failStart = true;
-    defaults.setBool("orvane.rtEngine", false);
     ::testing::internal::CaptureStdout();
     makeEngine();
     EXPECT_THAT(::testing::internal::GetCapturedStdout(),
                 ::testing::HasSubstr("Engine start failed: no such device"));
     EXPECT_FALSE(engine->isEngineRunning());
-    EXPECT_FALSE(engine->rtMode());
     loadThreeTracks();
     engine->play();
     EXPECT_TRUE(engine->isPlaying());
@@ -257,7 +280,7 @@ TEST_F(EngineTest, monitorPathSurvivesAFailedStartAndAppliesTheVolumeLast) {
     engine->setOutputVolume(-1.0);
     EXPECT_EQ(engine->outputVolume(), 0.0f);
     engine->setOutputVolume(0.5);
-    engine->seek(2.5);
+    engine->seek(testing::at(2.5));
     engine->play();
     pullFilled(4096);
     auto half = rendered(110250, 4096);

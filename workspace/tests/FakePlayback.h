@@ -1,16 +1,23 @@
 #pragma once
 // A recording stand-in for the playback engine: it keeps the transport state the workspace reads
 // (playing, playhead, the model it was given) and writes every command to `calls` as a short text
-// ("load", "update", "reflect", "seek(12.5)", "play", ...). Tests only.
+// ("load", "update", "reflect", "seek(12.5)", "play", ...), positions shown in seconds so that the
+// texts read easily. Tests only.
 
 #include "workspace/PlaybackControl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace orvane::testing {
+
+// A time in seconds as the transport's disc sample.
+inline std::int64_t samplesAt(double seconds) {
+    return std::llround(seconds * static_cast<double>(PlaybackControl::samplesPerSecond));
+}
 
 class FakePlayback final : public PlaybackControl {
   public:
@@ -19,13 +26,13 @@ class FakePlayback final : public PlaybackControl {
         bool playing = false;
         bool scrubbing = false;
         bool spooling = false;
-        double time = 0.0;
+        std::int64_t sample = 0;
         std::vector<TrackPosition> positions;
         std::optional<CDProject> project;
-        std::optional<std::pair<double, double>> loop;
+        std::optional<std::pair<std::int64_t, std::int64_t>> loop;
         double scrubGain = 1.0;
         double outputVolume = 1.0;
-        double totalTime = 0.0;
+        std::int64_t totalSamples = 0;
         std::optional<std::filesystem::path> previewFile;
         SRCStateHandler srcHandler;
         TimeUpdateHandler timeHandler;
@@ -56,9 +63,9 @@ class FakePlayback final : public PlaybackControl {
         s_->calls.push_back("update");
     }
     void reflectEditDuringPlayback() override { s_->calls.push_back("reflect"); }
-    void seek(double toSeconds) override {
-        s_->time = std::max(0.0, toSeconds);
-        s_->calls.push_back("seek(" + number(toSeconds) + ")");
+    void seek(std::int64_t toSample) override {
+        s_->sample = std::max<std::int64_t>(0, toSample);
+        s_->calls.push_back("seek(" + number(toSample) + ")");
     }
     void play() override {
         s_->playing = true;
@@ -70,18 +77,18 @@ class FakePlayback final : public PlaybackControl {
     }
     void stop() override {
         s_->playing = false;
-        s_->time = 0.0;
+        s_->sample = 0;
         s_->calls.push_back("stop");
     }
     bool isPlaying() const override { return s_->playing; }
     bool isScrubbing() const override { return s_->scrubbing; }
     bool isSpooling() const override { return s_->spooling; }
-    double currentTime() const override { return s_->time; }
+    std::int64_t currentSample() const override { return s_->sample; }
     const std::vector<TrackPosition>& currentPositions() const override { return s_->positions; }
     const std::optional<CDProject>& currentProject() const override { return s_->project; }
-    void setLoopRange(double startSeconds, double endSeconds) override {
-        s_->loop = std::make_pair(startSeconds, endSeconds);
-        s_->calls.push_back("loop(" + number(startSeconds) + "," + number(endSeconds) + ")");
+    void setLoopRange(std::int64_t startSample, std::int64_t endSample) override {
+        s_->loop = std::make_pair(startSample, endSample);
+        s_->calls.push_back("loop(" + number(startSample) + "," + number(endSample) + ")");
     }
     void clearLoopRange() override {
         s_->loop.reset();
@@ -89,15 +96,17 @@ class FakePlayback final : public PlaybackControl {
     }
     void setScrubGain(double gain) override { s_->scrubGain = gain; }
     void setOutputVolume(double volume) override { s_->outputVolume = volume; }
-    double totalTime() const override { return s_->totalTime; }
-    void nextTrack(double preroll) override { s_->calls.push_back("nextTrack(" + number(preroll) + ")"); }
-    void previousTrack(double preroll) override {
+    std::int64_t totalSamples() const override { return s_->totalSamples; }
+    void nextTrack(std::int64_t preroll) override {
+        s_->calls.push_back("nextTrack(" + number(preroll) + ")");
+    }
+    void previousTrack(std::int64_t preroll) override {
         s_->calls.push_back("previousTrack(" + number(preroll) + ")");
     }
     void beginScrub() override { s_->calls.push_back("beginScrub"); }
-    void scrubTo(double seconds) override {
-        s_->time = seconds;
-        s_->calls.push_back("scrubTo(" + number(seconds) + ")");
+    void scrubTo(std::int64_t sample) override {
+        s_->sample = sample;
+        s_->calls.push_back("scrubTo(" + number(sample) + ")");
     }
     void endScrub() override { s_->calls.push_back("endScrub"); }
     void spoolStep(int direction) override {
@@ -106,16 +115,16 @@ class FakePlayback final : public PlaybackControl {
     void stopSpool() override { s_->calls.push_back("stopSpool"); }
     void loadPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
         s_->playing = false;
-        s_->time = 0.0;
+        s_->sample = 0;
         s_->previewFile = file;
-        s_->totalTime = static_cast<double>(totalFrames) / 75.0;
+        s_->totalSamples = totalFrames * 588;
         s_->calls.push_back("loadPreview(" + file.filename().string() + "," + std::to_string(totalFrames) +
                             ")");
     }
     void switchPreview(const std::filesystem::path& file, std::int64_t totalFrames) override {
         s_->previewFile = file;
-        s_->totalTime = static_cast<double>(totalFrames) / 75.0;
-        s_->time = std::min(s_->time, s_->totalTime);
+        s_->totalSamples = totalFrames * 588;
+        s_->sample = std::min(s_->sample, s_->totalSamples);
         s_->calls.push_back("switchPreview(" + file.filename().string() + "," + std::to_string(totalFrames) +
                             ")");
     }
@@ -133,9 +142,10 @@ class FakePlayback final : public PlaybackControl {
     void setTimeUpdateHandler(TimeUpdateHandler handler) override { s_->timeHandler = std::move(handler); }
 
   private:
-    static std::string number(double v) {
+    // A sample count as seconds.
+    static std::string number(std::int64_t samples) {
         std::ostringstream out;
-        out << v;
+        out << static_cast<double>(samples) / static_cast<double>(samplesPerSecond);
         return out.str();
     }
     std::shared_ptr<State> s_;

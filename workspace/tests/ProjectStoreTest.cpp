@@ -1,6 +1,6 @@
 #include "workspace/ProjectStore.h"
 
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 #include "workspace/tests/TrackTestFiles.h"
 
 #include <gtest/gtest.h>

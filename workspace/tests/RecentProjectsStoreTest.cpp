@@ -1,6 +1,6 @@
 #include "workspace/RecentProjectsStore.h"
 
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

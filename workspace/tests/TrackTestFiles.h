@@ -1,8 +1,9 @@
 #pragma once
 // Files for the workspace's tests: a quiet stereo tone of an exact length at any rate, written as
-// 16-bit WAV, and whole files as bytes. Tests only.
+// 16-bit WAV block by block (long ones too), and files that are not audio. Tests only.
 
 #include "platform/AudioFileWriter.h"
+#include "testsupport/TestAudio.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace orvane::testing {
@@ -42,11 +42,6 @@ inline void writeFile(const std::filesystem::path& path, const std::string& byte
 
 inline void writeGarbage(const std::filesystem::path& path) {
     writeFile(path, "this is not audio at all");
-}
-
-inline std::string fileBytes(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 } // namespace orvane::testing

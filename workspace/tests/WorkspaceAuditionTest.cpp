@@ -131,13 +131,13 @@ TEST_F(WorkspaceAudition, switchingKeepsTheRollAndThePlaceAndTheSameSourceIsNoSw
     EXPECT_TRUE(engine->calls.empty());
 
     ws->startPreview(t(0).id, t(0).id, true);
-    engine->time = 0.25;
+    engine->sample = testing::samplesAt(0.25);
     engine->clearCalls();
     peakRequests.clear();
     ws->switchPreview(t(0).id, take(0, 1));
     EXPECT_EQ(engine->joined(), "switchPreview(short.wav,37)");
     EXPECT_TRUE(engine->playing);
-    EXPECT_EQ(engine->time, 0.25);
+    EXPECT_EQ(engine->sample, testing::samplesAt(0.25));
     EXPECT_EQ(ws->preview(), group(0, take(0, 1), "short", "#0000AA", 37));
     EXPECT_EQ(peakRequests, std::vector<std::filesystem::path>{file("short")});
 

@@ -105,7 +105,7 @@ TEST_F(WorkspaceDocuments, openingReplacesTheDocumentAndKeepsLoopPinAndTakePeaks
     ws->setActiveSideIndex(1);
     ws->setLoopStartFrame(100);
     ws->setLoopEndFrame(200);
-    ws->setLockedPlayStart(3.0);
+    ws->setLockedPlayStartSample(testing::samplesAt(3.0));
     ws->storePeaks(ws->project().tracks[0].id, {1.0f});
     ws->storeTakePeaks(FileURL::fromPath("/takes/a.wav"), {1.0f});
     ws->setPreview(
@@ -131,7 +131,7 @@ TEST_F(WorkspaceDocuments, openingReplacesTheDocumentAndKeepsLoopPinAndTakePeaks
     EXPECT_TRUE(ws->peaksCache().empty());
     EXPECT_EQ(ws->takePeaksCache().size(), 1u);
     EXPECT_EQ(ws->loopStartFrame(), 100);
-    EXPECT_EQ(ws->lockedPlayStart(), 3.0);
+    EXPECT_EQ(ws->lockedPlayStartSample(), testing::samplesAt(3.0));
     EXPECT_FALSE(ws->preview().previewURL);
     EXPECT_EQ(ws->trackPositions().size(), 2u);
     EXPECT_EQ(engine->joined(), "stop stopPreview load seek(0)");
@@ -144,7 +144,7 @@ TEST_F(WorkspaceDocuments, openingReplacesTheDocumentAndKeepsLoopPinAndTakePeaks
     EXPECT_FALSE(ws->projectFileURL());
     EXPECT_FALSE(ws->loopStartFrame());
     EXPECT_FALSE(ws->loopMode());
-    EXPECT_FALSE(ws->lockedPlayStart());
+    EXPECT_FALSE(ws->lockedPlayStartSample());
     EXPECT_TRUE(ws->takePeaksCache().empty());
     EXPECT_FALSE(ws->isModified());
     EXPECT_FALSE(ws->canUndo());

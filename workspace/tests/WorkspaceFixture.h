@@ -5,7 +5,7 @@
 #include "model/CDTrack.h"
 #include "platform/DefaultsStore.h"
 #include "platform/MainLoop.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 #include "workspace/WorkspaceState.h"
 #include "workspace/tests/FakePlayback.h"
 

@@ -154,7 +154,8 @@ class PlayingWorkspace : public WorkspaceFixture {
         edit([](CDProject& p) { p.tracks = {track("One", 750), track("Two", 750), track("Three", 750)}; });
         ws->recalculateTimeline(ReloadPlayback::yes);
         engine->playing = true;
-        engine->time = 15.0; // inside track two (frames 900..1800, that is 12 s to 24 s)
+        engine->sample =
+            testing::samplesAt(15.0); // inside track two (frames 900..1800, that is 12 s to 24 s)
         engine->clearCalls();
     }
 };
@@ -187,7 +188,7 @@ TEST_F(PlayingWorkspace, onlyAnEditThatLeavesThePlayingTrackSoundingTheSameSwaps
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        engine->time = c.time;
+        engine->sample = testing::samplesAt(c.time);
         engine->playing = c.playing;
         if (!c.engineHasProject)
             engine->project.reset();
@@ -247,7 +248,7 @@ TEST_F(PlayingWorkspace, theTrackUnderAStoppedPlayheadBecomesTheSelection) {
     EXPECT_FALSE(ws->selectedVersionID());
     EXPECT_EQ(ws->inspectorTab(), InspectorTab::track);
 
-    engine->time = 1.0; // the pre-gap of track one belongs to track one
+    engine->sample = testing::samplesAt(1.0); // the pre-gap of track one belongs to track one
     ws->selectTrackAtPlayhead();
     EXPECT_EQ(ws->selectedTrackID(), ws->project().tracks[0].id);
 }
@@ -259,26 +260,26 @@ TEST_F(WorkspaceCore, playStartsFromThePinEveryTime) {
     ws->togglePlayback();
     engine->clearCalls();
 
-    ws->setLockedPlayStart(10.0);
-    engine->time = 42.0;
+    ws->setLockedPlayStartSample(testing::samplesAt(10.0));
+    engine->sample = testing::samplesAt(42.0);
     ws->togglePlayback();
     EXPECT_EQ(engine->joined(), "seek(10) play");
-    engine->time = 13.0;
+    engine->sample = testing::samplesAt(13.0);
     ws->togglePlayback();
     ws->togglePlayback();
     EXPECT_EQ(engine->joined(), "seek(10) play pause seek(10) play");
-    EXPECT_EQ(engine->time, 10.0);
+    EXPECT_EQ(engine->sample, testing::samplesAt(10.0));
 }
 
 TEST_F(WorkspaceCore, theLoopArmsOnlyWithTwoEdgesInTheRightOrder) {
     // One edge never arms the loop; the second edge on the right side arms it, hands the range in
     // seconds to the engine and seeks to latch it; an edge on the wrong side leaves it unarmed.
-    engine->time = 20.0;
+    engine->sample = testing::samplesAt(20.0);
     ws->setLoopOut();
     EXPECT_FALSE(ws->loopMode());
     EXPECT_FALSE(ws->loopRangeFrames());
 
-    engine->time = 30.0; // an in-point after the out-point
+    engine->sample = testing::samplesAt(30.0); // an in-point after the out-point
     ws->setLoopIn();
     EXPECT_FALSE(ws->loopMode());
     ASSERT_TRUE(ws->loopRangeFrames()); // a range exists, in either order, but is not armed
@@ -286,10 +287,10 @@ TEST_F(WorkspaceCore, theLoopArmsOnlyWithTwoEdgesInTheRightOrder) {
     EXPECT_FALSE(engine->loop);
 
     engine->clearCalls();
-    engine->time = 10.0;
+    engine->sample = testing::samplesAt(10.0);
     ws->setLoopIn();
     EXPECT_TRUE(ws->loopMode());
-    EXPECT_EQ(engine->loop, std::make_pair(10.0, 20.0));
+    EXPECT_EQ(engine->loop, std::make_pair(testing::samplesAt(10.0), testing::samplesAt(20.0)));
     EXPECT_EQ(engine->calls.back(), "seek(10)");
 
     engine->clearCalls();
@@ -301,7 +302,7 @@ TEST_F(WorkspaceCore, theLoopArmsOnlyWithTwoEdgesInTheRightOrder) {
     EXPECT_EQ(engine->calls.back(), "seek(10)");
 
     // The button makes an empty loop at the playhead: armed, yet no range until a flag moves.
-    engine->time = 12.34;
+    engine->sample = testing::samplesAt(12.34);
     ws->enterLoopModeFromButton();
     EXPECT_TRUE(ws->loopMode());
     EXPECT_EQ(ws->loopStartFrame(), 925);
@@ -309,9 +310,10 @@ TEST_F(WorkspaceCore, theLoopArmsOnlyWithTwoEdgesInTheRightOrder) {
     EXPECT_FALSE(ws->loopActive());
     EXPECT_FALSE(engine->loop);
     ws->setLoopEndFrame(1000);
-    EXPECT_EQ(engine->loop, std::make_pair(925 / 75.0, 1000 / 75.0));
+    // Frame-exact: 925 and 1000 frames are whole sample counts, with no trip through seconds.
+    EXPECT_EQ(engine->loop, std::make_pair(std::int64_t{925 * 588}, std::int64_t{1000 * 588}));
 
-    engine->time = -3.0; // a playhead before zero gives frame 0
+    engine->sample = testing::samplesAt(-3.0); // a playhead before zero gives frame 0
     ws->clearLoop();
     ws->setLoopIn();
     EXPECT_EQ(ws->loopStartFrame(), 0);
@@ -350,13 +352,13 @@ TEST_F(WorkspaceCore, engineReportsReachTheMainThreadOnly) {
     // peaks lookup prefers the file's entry over the track's.
     std::thread reporter([&] {
         engine->srcHandler(Uuid{}, SRCCacheState::rendering);
-        engine->timeHandler(7.5);
+        engine->timeHandler(testing::samplesAt(7.5));
     });
     reporter.join();
     EXPECT_TRUE(ws->srcCacheState().empty());
     endTurn();
     EXPECT_EQ(ws->srcCacheState().at(Uuid{}), SRCCacheState::rendering);
-    EXPECT_EQ(ws->currentTime(), 7.5);
+    EXPECT_EQ(ws->currentSample(), testing::samplesAt(7.5));
 
     CDTrack t = track("One", 750);
     EXPECT_EQ(ws->peaks(t), nullptr);

@@ -188,7 +188,7 @@ TEST_F(WorkspaceTracks, subIndexesGoToThePlayheadOrTheMiddleAndStayInside) {
     ws->addSubIndex(id(0));
     ws->addSubIndex(id(0));
     EXPECT_EQ(at(0).subIndexFrames, (std::vector<std::int64_t>{500, 501}));
-    engine->time = 170.0 / 75.0;
+    engine->sample = testing::samplesAt(170.0 / 75.0);
     ws->addSubIndex(id(0));
     EXPECT_EQ(at(0).subIndexFrames, (std::vector<std::int64_t>{20, 500, 501}));
     ws->updateSubIndex(id(0), 0, 5000);
