@@ -115,7 +115,7 @@ std::unique_ptr<SRCEngine64> makeEngine(int fsIn, int fsOut,
         if (const auto prototype = loadTable(*tableFile))
             return engineFromTable(*prototype);
     }
-    const SRCParams p = getParams("Meridon Reference", fsIn, fsOut);
+    const SRCParams p = meridonReferenceParams(fsIn, fsOut);
     const double wholePhase = std::floor(p.start_phase);
     // The whole part of the start phase goes to the accumulator; the fraction moves the centre earlier.
     const double centerShift = -(p.start_phase - wholePhase);

@@ -44,20 +44,6 @@ constexpr MeridonRow kMeridonRows[] = {
     {352800, 176400, 58, 0.91441, 10.00035, 0.07},
 };
 
-SRCParams meridonParams(int fsIn, int targetFs) {
-    SRCParams p{-53.9, 1.0, 116, "kaiser", 10.0, 0.0, true};
-    const auto* row =
-        std::find_if(std::begin(kMeridonRows), std::end(kMeridonRows),
-                     [&](const MeridonRow& r) { return r.targetHz == targetFs && r.sourceHz == fsIn; });
-    if (row != std::end(kMeridonRows)) {
-        p.taps = row->taps;
-        p.fc_ratio = row->fcRatio;
-        p.beta = row->beta;
-        p.start_phase = row->startPhase;
-    }
-    return p;
-}
-
 } // namespace
 
 std::string_view rawValue(SRCPreset preset) {
@@ -85,20 +71,18 @@ bool isLinearOnly(std::string_view raw) {
     return preset && isLinearOnly(*preset);
 }
 
-SRCParams params(SRCPreset preset, int fsIn, int targetFs) {
-    return getParams(rawValue(preset), fsIn, targetFs);
-}
-
-SRCParams getParams(std::string_view quality, int fsIn, int targetFs) {
-    if (quality == "Meridon Reference")
-        return meridonParams(fsIn, targetFs);
-    if (quality == "SoX VHQ")
-        return {-175.0, 0.95, 4096, "kaiser", 18.0, 0.0, true};
-    if (quality == "r8brain Free")
-        return {-160.0, 0.9822, 1484, "kaiser", 51.64, 0.0, true};
-    if (quality == "SSRC Shibata")
-        return {-160.0, 0.9, 4096, "kaiser", 16.67, 0.0, true};
-    return {-160.0, 0.904, 4096, "kaiser", std::nullopt, 0.0, true};
+SRCParams meridonReferenceParams(int fsIn, int targetFs) {
+    SRCParams p{-53.9, 1.0, 116, "kaiser", 10.0, 0.0, true};
+    const auto* row =
+        std::find_if(std::begin(kMeridonRows), std::end(kMeridonRows),
+                     [&](const MeridonRow& r) { return r.targetHz == targetFs && r.sourceHz == fsIn; });
+    if (row != std::end(kMeridonRows)) {
+        p.taps = row->taps;
+        p.fc_ratio = row->fcRatio;
+        p.beta = row->beta;
+        p.start_phase = row->startPhase;
+    }
+    return p;
 }
 
 } // namespace orvane

@@ -29,8 +29,7 @@ bool isLinearOnly(SRCPreset preset);
 // The same for a stored name; false for a string that names no preset.
 bool isLinearOnly(std::string_view raw);
 
-// What a preset's filter is, for a rate pair. Only the Meridon Reference design reads it; for the
-// others it describes the algorithm.
+// The Meridon Reference filter for a rate pair: its calibrated design values.
 struct SRCParams {
     double stopband_db = -160.0;
     double fc_ratio = 1.0;         // cut-off as a ratio of the lower Nyquist frequency
@@ -43,9 +42,7 @@ struct SRCParams {
     bool operator==(const SRCParams&) const = default;
 };
 
-// The record for a preset and a rate pair.
-SRCParams params(SRCPreset preset, int fsIn, int targetFs);
-// The same from a stored name; an unknown name gives the "Velmont SRC" record.
-SRCParams getParams(std::string_view quality, int fsIn, int targetFs);
+// The calibrated row of a listed rate pair, or the general design for any other pair.
+SRCParams meridonReferenceParams(int fsIn, int targetFs);
 
 } // namespace orvane

@@ -84,9 +84,6 @@ bool AppSettings::scrubAudio() const {
 void AppSettings::setScrubAudio(bool on) {
     setFlag(SettingsKeys::scrubAudio, on);
 }
-bool AppSettings::rtEngine() const {
-    return flag(SettingsKeys::rtEngine, true);
-}
 
 std::optional<std::string> AppSettings::outputDeviceUID() const {
     return defaults_.stringValue(SettingsKeys::outputDeviceUID);

@@ -30,7 +30,6 @@ inline constexpr std::string_view inspectorGainExpanded = "inspectorGainExpanded
 inline constexpr std::string_view inspectorTrimExpanded = "inspectorTrimExpanded";
 inline constexpr std::string_view inspectorFadesExpanded = "inspectorFadesExpanded";
 inline constexpr std::string_view inspectorEnvelopeExpanded = "inspectorEnvelopeExpanded";
-inline constexpr std::string_view rtEngine = "orvane.rtEngine";
 inline constexpr std::string_view defaultsMigratedFromLegacyDomain =
     "orvane.defaultsMigratedFromLegacyDomain";
 } // namespace SettingsKeys
@@ -68,8 +67,6 @@ class AppSettings final {
     void setSnapEnabled(bool on);
     bool scrubAudio() const; // true when unset
     void setScrubAudio(bool on);
-    // Read only: nothing offers it; true when unset.
-    bool rtEngine() const;
 
     // The chosen output device; nothing means the system default. Setting nothing removes the key.
     std::optional<std::string> outputDeviceUID() const;

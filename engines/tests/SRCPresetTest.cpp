@@ -35,20 +35,18 @@ TEST(SRCPreset, offersAPhaseChoiceOnlyForSoxAndR8brain) {
 TEST(SRCPreset, givesMeridonItsCalibratedRowPerRatePair) {
     // Listed pairs take their row (target first in the table, source second); anything else gets 116
     // taps, beta 10, cut-off 1.0 and start 0; every row keeps -53.9 dB, kaiser and an aligned centre.
-    EXPECT_EQ(getParams("Meridon Reference", 48000, 44100),
+    EXPECT_EQ(meridonReferenceParams(48000, 44100),
               (SRCParams{-53.9, 0.99888, 75, "kaiser", 5.88856, -91.5, true}));
-    EXPECT_EQ(getParams("Meridon Reference", 44100, 48000),
+    EXPECT_EQ(meridonReferenceParams(44100, 48000),
               (SRCParams{-53.9, 1.00001, 116, "kaiser", 16.61658, -108.5, true}));
-    EXPECT_EQ(getParams("Meridon Reference", 96000, 88200),
+    EXPECT_EQ(meridonReferenceParams(96000, 88200),
               (SRCParams{-53.9, 0.97827, 58, "kaiser", 10.43418, 55.2, true}));
-    EXPECT_EQ(getParams("Meridon Reference", 96000, 44100),
+    EXPECT_EQ(meridonReferenceParams(96000, 44100),
               (SRCParams{-53.9, 0.99097, 147, "kaiser", 9.99999, 0.0, true}));
     const SRCParams fallback{-53.9, 1.0, 116, "kaiser", 10.0, 0.0, true};
-    EXPECT_EQ(getParams("Meridon Reference", 32000, 44100), fallback);
-    EXPECT_EQ(getParams("Meridon Reference", 44100, 44100), fallback);
-    EXPECT_EQ(getParams("Meridon Reference", 44100, 384000), fallback); // 384000 is only ever a source
-    EXPECT_EQ(params(SRCPreset::meridonReference, 48000, 44100),
-              getParams("Meridon Reference", 48000, 44100));
+    EXPECT_EQ(meridonReferenceParams(32000, 44100), fallback);
+    EXPECT_EQ(meridonReferenceParams(44100, 44100), fallback);
+    EXPECT_EQ(meridonReferenceParams(44100, 384000), fallback); // 384000 is only ever a source
 }
 
 } // namespace
