@@ -43,8 +43,8 @@ function(orvane_add_module)
         if(test_sources)
             set(test_target orvane_${M_NAME}_tests)
             add_executable(${test_target} ${test_sources})
-            target_link_libraries(${test_target} PRIVATE ${target} GTest::gtest_main GTest::gmock
-                                  ${M_TEST_LIBS})
+            target_link_libraries(${test_target} PRIVATE ${target} orvane::testsupport GTest::gtest_main
+                                  GTest::gmock ${M_TEST_LIBS})
             target_compile_definitions(${test_target} PRIVATE
                 ORVANE_TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/tests/data")
             orvane_set_warnings(${test_target})

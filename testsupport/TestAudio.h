@@ -1,5 +1,5 @@
 #pragma once
-// Sources and images the render tests make and read: WAV files of a signal given sample by sample,
+// Sources and images the tests make and read: WAV files of a signal given sample by sample,
 // tracks that play them, and the 16-bit samples of an image's bytes. Tests only.
 
 #include "model/CDTrack.h"

@@ -1,9 +1,6 @@
 #pragma once
-// Test helpers for the converters: sines, a whole-stream conversion, and a least-squares fit of one
-// sine of known frequency, which gives its level and what is left over (images, aliases, noise)
-// without an FFT.
-
-#include "engines/SRCEngine64.h"
+// Sines and a least-squares fit of one sine of known frequency, which gives its level and what is
+// left over (images, aliases, distortion, noise) without an FFT. Tests only.
 
 #include <cmath>
 #include <cstddef>
@@ -18,14 +15,6 @@ inline std::vector<double> sine(int fs, std::size_t count, double hz, double amp
     for (std::size_t i = 0; i < count; ++i)
         s[i] = amplitude * std::sin(kTwoPi * hz * static_cast<double>(i) / fs);
     return s;
-}
-
-// The stream in one block, then the flush.
-inline std::vector<double> convert(SRCEngine64& engine, const std::vector<double>& x) {
-    auto y = engine.processBlock(x);
-    const auto tail = engine.flush();
-    y.insert(y.end(), tail.begin(), tail.end());
-    return y;
 }
 
 struct ToneFit {

@@ -2,8 +2,8 @@
 // Audio files made by the analysis tests: exact sample values in 32-bit float WAV (which reads back
 // unchanged), in a fresh temporary folder per test. Tests only.
 
-#include "platform/tests/TempFolder.h"
-#include "render/tests/RenderTestFiles.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include "delivery/FilesetChecksum.h"
 #include "model/CDProject.h"
 #include "model/TimelineCalculator.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 #include "engines/DitherEngine.h"
 
 #include "engines/detail/DitherSteps.h"
-#include "engines/tests/AllocationCounter.h"
+#include "testsupport/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 

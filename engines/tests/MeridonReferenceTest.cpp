@@ -1,7 +1,8 @@
 #include "engines/MeridonReference.h"
 
-#include "ToneFit.h"
-#include "platform/tests/TempFolder.h"
+#include "engines/tests/ConvertStream.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/ToneFit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "engines/R8BrainSRC.h"
 
-#include "ToneFit.h"
+#include "testsupport/ToneFit.h"
 
 #include <gtest/gtest.h>
 

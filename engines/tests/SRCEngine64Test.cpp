@@ -1,8 +1,8 @@
 #include "engines/SRCEngine64.h"
 
-#include "AllocationCounter.h"
 #include "engines/MeridonReference.h"
 #include "engines/VelmontSRC.h"
+#include "testsupport/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 

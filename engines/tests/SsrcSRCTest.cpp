@@ -1,6 +1,6 @@
 #include "engines/SsrcSRC.h"
 
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include "engines/VelmontSRC.h"
 
-#include "ToneFit.h"
+#include "engines/tests/ConvertStream.h"
+#include "testsupport/ToneFit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "metadata/AudioMetadataReader.h"
 
 #include "TagFileBuilder.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

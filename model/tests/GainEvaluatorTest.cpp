@@ -1,6 +1,6 @@
 #include "model/GainEvaluator.h"
 
-#include "AllocationCounter.h"
+#include "testsupport/AllocationCounter.h"
 #include "model/BezierFade.h"
 #include "model/CDTrack.h"
 

@@ -1,7 +1,7 @@
 #include "model/VinylValidator.h"
 
 #include "model/ProjectValidator.h"
-#include "platform/tests/TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

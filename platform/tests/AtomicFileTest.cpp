@@ -1,6 +1,6 @@
 #include "platform/AtomicFile.h"
 
-#include "TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "platform/AudioFileReader.h"
 
-#include "TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>

@@ -1,6 +1,6 @@
 #include "platform/DefaultsStore.h"
 
-#include "TempFolder.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "platform/OfflineAudioOutput.h"
 
-#include "TempFolder.h"
+#include "testsupport/TempFolder.h"
 #include "platform/AudioFileReader.h"
 
 #include <gtest/gtest.h>

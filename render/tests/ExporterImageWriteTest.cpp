@@ -6,10 +6,10 @@
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
 #include "platform/tests/ProcessLimits.h"
-#include "platform/tests/TempFolder.h"
 #include "render/Exporter.h"
 #include "render/ImageWriter.h"
-#include "render/tests/RenderTestFiles.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -8,9 +8,9 @@
 #include "model/GainEvaluator.h"
 #include "model/TimelineCalculator.h"
 #include "platform/AudioFileWriter.h"
-#include "platform/tests/TempFolder.h"
 #include "render/SRCRenderer.h"
-#include "render/tests/RenderTestFiles.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

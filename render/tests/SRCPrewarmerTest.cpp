@@ -1,8 +1,8 @@
 #include "render/SRCPrewarmer.h"
 
-#include "platform/tests/TempFolder.h"
 #include "render/SRCRenderer.h"
-#include "render/tests/RenderTestFiles.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 
 #include <gtest/gtest.h>
 

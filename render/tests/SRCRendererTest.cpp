@@ -2,8 +2,8 @@
 
 #include "engines/R8BrainSRC.h"
 #include "platform/AudioFileReader.h"
-#include "platform/tests/TempFolder.h"
-#include "render/tests/RenderTestFiles.h"
+#include "testsupport/TempFolder.h"
+#include "testsupport/TestAudio.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
