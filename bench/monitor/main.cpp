@@ -1,6 +1,9 @@
 // Times the playback producer's render on one core: a 44.1 kHz disc with fades, crossfades, gain and
-// envelopes, and a 96 kHz source that takes the per-chunk conversion path, each beside the plain read
-// of the same files (the floor no render can beat). Calls are 4096 samples, as the producer makes them.
+// envelopes, and a 96 kHz source on the streamed conversion path, each beside the plain read of the
+// same files (the floor no render can beat). Calls are 4096 samples, as the producer makes them.
+// Then measures what monitoring delivers: a 997 Hz tone at -1 dBFS from 44.1, 48 and 96 kHz files,
+// played by the real engine into the offline device and captured, from the start and after a seek;
+// THD+N is everything but the fitted tone, over the capture less its first 100 ms.
 // Usage: bench_monitor [SECONDS_PER_TRACK] (default 60). Data lives in a temporary folder, removed at the
 // end.
 
@@ -8,9 +11,14 @@
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "model/TimelineCalculator.h"
+#include "monitoring/PlaybackEngine.h"
 #include "platform/AudioFileReader.h"
 #include "platform/AudioFileWriter.h"
+#include "platform/DefaultsStore.h"
+#include "platform/MainLoop.h"
+#include "platform/OfflineAudioOutput.h"
 #include "render/TimelineRenderer.h"
+#include "testsupport/ToneFit.h"
 
 #include <unistd.h>
 
@@ -20,6 +28,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace orvane;
@@ -116,6 +125,77 @@ void row(const char* name, double discSeconds, double wall, double target) {
         std::printf("%-52s %9.3f %11.1fx %10s\n", name, wall, speed, "-");
 }
 
+// Plays `count` samples of the disc from `from` through the engine into the offline device, pulling
+// as fast as the producer fills the ring, and returns the left channel of what the output received.
+std::vector<double> capture(const CDProject& project, const fs::path& folder, std::int64_t from,
+                            std::int64_t count) {
+    const auto positions = TimelineCalculator::calculatePositions(project).value();
+    MainLoop loop;
+    DefaultsStore defaults(folder / "defaults.json");
+    OfflineAudioOutput output(OfflineAudioOutputSettings{OfflinePacing::manual, std::nullopt, 0.0});
+    PlaybackEngine engine(loop, defaults, output);
+    engine.load(project, positions);
+    engine.seek(from);
+    engine.play();
+    std::vector<double> left;
+    while (static_cast<std::int64_t>(left.size()) < count) {
+        const std::int64_t n = std::min<std::int64_t>(count - static_cast<std::int64_t>(left.size()), 4096);
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (engine.ringFilledFrames() < n && std::chrono::steady_clock::now() < giveUp)
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        auto pulled = output.pull(static_cast<std::size_t>(n));
+        if (!pulled) {
+            std::fprintf(stderr, "capture failed\n");
+            std::exit(1);
+        }
+        left.insert(left.end(), pulled->left.begin(), pulled->left.end());
+        loop.runOneTurn();
+    }
+    engine.pause();
+    return left;
+}
+
+// THD+N of a capture of the 997 Hz tone in dB against the tone, leaving out its first 100 ms.
+double thdPlusNoiseDB(const std::vector<double>& y) {
+    const std::size_t skip = 4410;
+    const testing::ToneFit fit = testing::fitTone(y, 44100, 997.0, skip, y.size() - skip);
+    return testing::dB(std::hypot(fit.residualRms, fit.dc) / (fit.amplitude / std::sqrt(2.0)));
+}
+
+void captureQuality(const fs::path& folder) {
+    const double amplitude = std::pow(10.0, -1.0 / 20.0);
+    std::printf("\n%-52s %12s %12s %10s\n", "monitoring capture, 997 Hz at -1 dBFS", "from start",
+                "after seek", "target");
+    for (const double rate : {44100.0, 48000.0, 96000.0}) {
+        const fs::path file = folder / ("tone" + std::to_string(static_cast<int>(rate)) + ".wav");
+        const auto frames = static_cast<std::int64_t>(8 * rate);
+        AudioWriteSettings settings;
+        settings.sampleFormat = AudioSampleFormat::float32;
+        settings.sampleRate = rate;
+        auto writer = AudioFileWriter::open(file, settings);
+        AudioBuffer buffer(rate, 2, static_cast<std::size_t>(frames));
+        for (std::int64_t n = 0; n < frames; ++n)
+            buffer.channel(0)[n] = buffer.channel(1)[n] =
+                static_cast<float>(amplitude * std::sin(2.0 * M_PI * 997.0 * static_cast<double>(n) / rate));
+        buffer.setFrameLength(static_cast<std::size_t>(frames));
+        if (!writer || !writer->write(buffer) || !writer->finish()) {
+            std::fprintf(stderr, "writing %s failed\n", file.c_str());
+            std::exit(1);
+        }
+        CDProject project;
+        CDTrack t = CDTrack::make("Tone", std::nullopt, 0, RedBook::discSamplesForFileLength(frames, rate));
+        t.audioFileURL = FileURL::fromPath(file);
+        project.tracks.push_back(t);
+        const double fromStart = thdPlusNoiseDB(capture(project, folder, 0, 5 * 44100));
+        const double afterSeek = thdPlusNoiseDB(capture(project, folder, 44100 + 12345, 5 * 44100));
+        char name[64];
+        std::snprintf(name, sizeof name, "%.1f kHz source", rate / 1000.0);
+        const double target = rate == 44100.0 ? -140.0 : -120.0;
+        std::printf("%-52s %11.1f %12.1f %10.0f  %s\n", name, fromStart, afterSeek, target,
+                    std::max(fromStart, afterSeek) <= target ? "met" : "MISSED");
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -161,7 +241,8 @@ int main(int argc, char** argv) {
     row("44.1 kHz read floor (same files, no processing)", discSeconds, discFloor, 0.0);
     row("44.1 kHz disc render (fades, xfades, gain, env)", discSeconds, discRender, 100.0);
     row("96 kHz read floor (same file, no processing)", hiSeconds, hiFloor, 0.0);
-    row("96 kHz render (per-chunk conversion, fade, gain)", hiSeconds, hiRender, 20.0);
+    row("96 kHz render (streamed conversion, fade, gain)", hiSeconds, hiRender, 20.0);
+    captureQuality(folder);
     fs::remove_all(folder);
     return 0;
 }
