@@ -43,7 +43,8 @@ struct AudioBlock {
     std::int64_t endFrame() const { return startFrame() + durationFrames(); }
 
     // Blocks in disc order for the given layout; empty positions give an empty list. Never fails.
-    static std::vector<AudioBlock> construct(const CDProject& project, const std::vector<TrackPosition>& positions);
+    static std::vector<AudioBlock> construct(const CDProject& project,
+                                             const std::vector<TrackPosition>& positions);
 
     bool operator==(const AudioBlock&) const = default;
 };

@@ -48,7 +48,7 @@ struct CDTrack {
     std::vector<GainPoint> gainPoints;
     bool envelopeEnabled = false;
     float envelopeSmoothing = 0.0f;
-    CDTime preGap;                      // signed: negative overlaps the previous track
+    CDTime preGap;                       // signed: negative overlaps the previous track
     std::int64_t sourceAudioSamples = 0; // length of the active take in disc samples
     bool indexLocked = true;
     std::int64_t index01OffsetFrames = 0;

@@ -13,7 +13,9 @@ enum class SRCCacheState { notNeeded, rendering, ready };
 // Filter phase of a converter; stored as "Linear" / "Minimum".
 enum class SRCPhase { linear, minimum };
 
-inline constexpr bool isMinimum(SRCPhase p) { return p == SRCPhase::minimum; }
+inline constexpr bool isMinimum(SRCPhase p) {
+    return p == SRCPhase::minimum;
+}
 std::string_view rawValue(SRCPhase phase);
 std::optional<SRCPhase> srcPhaseFromRaw(std::string_view raw);
 

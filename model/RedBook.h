@@ -42,7 +42,7 @@ struct CDTime {
     constexpr double seconds() const {
         return static_cast<double>(totalFrames) / static_cast<double>(RedBook::framesPerSecond);
     }
-    MSF msf() const;             // of the absolute value; minutes do not wrap
+    MSF msf() const;               // of the absolute value; minutes do not wrap
     std::string msfString() const; // "-00:01:01" for -76 frames, "60:00:00" for 270000
 
     auto operator<=>(const CDTime&) const = default;

@@ -36,10 +36,10 @@ Timestamp Timestamp::fromFileTime(std::filesystem::file_time_type time) {
 std::optional<Timestamp> Timestamp::parseISO8601(std::string_view text) {
     using namespace std::chrono;
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    if (!readDigits(text, 0, 4, year) || text.size() < 20 || text[4] != '-' || !readDigits(text, 5, 2, month) ||
-        text[7] != '-' || !readDigits(text, 8, 2, day) || (text[10] != 'T' && text[10] != 't') ||
-        !readDigits(text, 11, 2, hour) || text[13] != ':' || !readDigits(text, 14, 2, minute) ||
-        text[16] != ':' || !readDigits(text, 17, 2, second))
+    if (!readDigits(text, 0, 4, year) || text.size() < 20 || text[4] != '-' ||
+        !readDigits(text, 5, 2, month) || text[7] != '-' || !readDigits(text, 8, 2, day) ||
+        (text[10] != 'T' && text[10] != 't') || !readDigits(text, 11, 2, hour) || text[13] != ':' ||
+        !readDigits(text, 14, 2, minute) || text[16] != ':' || !readDigits(text, 17, 2, second))
         return std::nullopt;
     const year_month_day ymd{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},
                              std::chrono::day{static_cast<unsigned>(day)}};

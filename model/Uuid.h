@@ -16,7 +16,7 @@ namespace orvane {
 struct Uuid {
     std::array<std::uint8_t, 16> bytes{};
 
-    static Uuid random();                                  // version 4, from a per-thread generator
+    static Uuid random();                                    // version 4, from a per-thread generator
     static std::optional<Uuid> parse(std::string_view text); // nothing for anything but 8-4-4-4-12 hex
     std::string string() const;
 
@@ -25,6 +25,4 @@ struct Uuid {
 
 } // namespace orvane
 
-template <> struct std::hash<orvane::Uuid> {
-    std::size_t operator()(const orvane::Uuid& u) const noexcept;
-};
+template <> struct std::hash<orvane::Uuid> { std::size_t operator()(const orvane::Uuid& u) const noexcept; };

@@ -7,14 +7,13 @@
 
 #include "platform/AudioFileError.h"
 
-#include <tl/expected.hpp>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tl/expected.hpp>
 #include <vector>
 
 namespace orvane {

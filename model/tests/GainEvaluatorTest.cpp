@@ -1,8 +1,8 @@
 #include "model/GainEvaluator.h"
 
-#include "testsupport/AllocationCounter.h"
 #include "model/BezierFade.h"
 #include "model/CDTrack.h"
+#include "testsupport/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 

@@ -8,9 +8,9 @@
 #include "monitoring/PlaybackEngine.h"
 #include "monitoring/tests/TestAudioOutput.h"
 #include "platform/DefaultsStore.h"
+#include "render/TimelineRenderer.h"
 #include "testsupport/TempFolder.h"
 #include "testsupport/TestAudio.h"
-#include "render/TimelineRenderer.h"
 
 #include <gtest/gtest.h>
 

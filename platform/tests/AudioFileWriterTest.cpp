@@ -1,7 +1,7 @@
 #include "platform/AudioFileWriter.h"
 
-#include "testsupport/TempFolder.h"
 #include "platform/AudioFileReader.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 
