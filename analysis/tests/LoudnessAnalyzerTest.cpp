@@ -94,21 +94,30 @@ TEST(LoudnessAnalyzerRange, isTheSpreadBetweenTenthAndNinetyFifthPercentileOfThr
     EXPECT_FALSE(LA::loudnessRange(hopsAt(-20.0, 29), hopSamples).has_value());
     EXPECT_FALSE(LA::loudnessRange(hopsAt(-20.0, 60), 0).has_value());
     EXPECT_FALSE(LA::loudnessRange(hopsAt(-80.0, 60), hopSamples).has_value());
-    EXPECT_NEAR(*LA::loudnessRange(hopsAt(-20.0, 30), hopSamples), 0.0, 1e-9);
-    EXPECT_NEAR(*LA::loudnessRange(hopsAt(-18.0, 200), hopSamples), 0.0, 1e-9);
+    // 30 hops make a single window, and one window has no spread to measure.
+    EXPECT_FALSE(LA::loudnessRange(hopsAt(-20.0, 30), hopSamples).has_value());
+    const auto twoWindows = LA::loudnessRange(hopsAt(-20.0, 31), hopSamples);
+    ASSERT_TRUE(twoWindows.has_value());
+    EXPECT_NEAR(*twoWindows, 0.0, 1e-9);
+    const auto steady = LA::loudnessRange(hopsAt(-18.0, 200), hopSamples);
+    ASSERT_TRUE(steady.has_value());
+    EXPECT_NEAR(*steady, 0.0, 1e-9);
 
     auto stepped = hopsAt(-20.0, 100);
     const auto quieter = hopsAt(-30.0, 100);
     stepped.insert(stepped.end(), quieter.begin(), quieter.end());
-    EXPECT_NEAR(*LA::loudnessRange(stepped, hopSamples), 10.0, 1e-6);
+    const auto steppedRange = LA::loudnessRange(stepped, hopSamples);
+    ASSERT_TRUE(steppedRange.has_value());
+    EXPECT_NEAR(*steppedRange, 10.0, 1e-6);
 
     // Windows more than 20 LU below the programme fall to the relative gate and widen nothing.
     auto withDistantQuiet = stepped;
     const auto distant = hopsAt(-60.0, 200);
     withDistantQuiet.insert(withDistantQuiet.end(), distant.begin(), distant.end());
-    const double range = *LA::loudnessRange(withDistantQuiet, hopSamples);
-    EXPECT_GT(range, 9.0);
-    EXPECT_LT(range, 15.0); // with the -60 windows kept it would be near 40
+    const auto range = LA::loudnessRange(withDistantQuiet, hopSamples);
+    ASSERT_TRUE(range.has_value());
+    EXPECT_GT(*range, 9.0);
+    EXPECT_LT(*range, 15.0); // with the -60 windows kept it would be near 40
 }
 
 } // namespace
