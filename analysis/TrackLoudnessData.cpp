@@ -1,7 +1,7 @@
 #include "analysis/TrackLoudnessData.h"
 
 #include "analysis/LoudnessAnalyzer.h"
-#include "analysis/detail/Base64.h"
+#include "platform/Base64.h"
 
 #include <algorithm>
 #include <bit>
@@ -21,11 +21,11 @@ std::string pack(const std::vector<double>& values) {
         for (int shift = 0; shift < 32; shift += 8)
             bytes.push_back(static_cast<std::uint8_t>(bits >> shift));
     }
-    return detail::Base64::encode(bytes);
+    return Base64::encode(bytes);
 }
 
 std::optional<std::vector<double>> unpack(const std::string& text) {
-    const auto bytes = detail::Base64::decode(text);
+    const auto bytes = Base64::decode(text);
     if (!bytes || bytes->size() % 4 != 0)
         return std::nullopt;
     std::vector<double> values;

@@ -1,8 +1,8 @@
-#include "analysis/detail/Base64.h"
+#include "platform/Base64.h"
 
 #include <array>
 
-namespace orvane::detail::Base64 {
+namespace orvane::Base64 {
 
 namespace {
 
@@ -86,4 +86,4 @@ std::optional<std::vector<std::uint8_t>> decode(std::string_view text) {
     return out;
 }
 
-} // namespace orvane::detail::Base64
+} // namespace orvane::Base64
