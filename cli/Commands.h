@@ -27,6 +27,7 @@ int runDdp(Args args);
 int runDevices(Args args);
 int runPlay(Args args);
 int runLoudness(Args args);
+int runReport(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

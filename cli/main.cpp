@@ -34,6 +34,7 @@ constexpr std::array kCommands{
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
     Command{"loudness", "measure R128 loudness of a project's tracks or of audio files",
             orvane::cli::runLoudness},
+    Command{"report", "write a project's mastering report as PDF", orvane::cli::runReport},
 };
 
 void printUsage(std::FILE* to) {
