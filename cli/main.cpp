@@ -35,6 +35,7 @@ constexpr std::array kCommands{
     Command{"loudness", "measure R128 loudness of a project's tracks or of audio files",
             orvane::cli::runLoudness},
     Command{"report", "write a project's mastering report as PDF", orvane::cli::runReport},
+    Command{"imprint", "compare the tone of two audio files", orvane::cli::runImprint},
 };
 
 void printUsage(std::FILE* to) {
