@@ -1,5 +1,12 @@
 #include "analysis/LoudnessAnalyzer.h"
 
+#include "analysis/detail/TruePeakMeter.h"
+#include "model/RedBook.h"
+#include "platform/AudioBuffer.h"
+#include "platform/AudioConverter.h"
+#include "platform/AudioFileReader.h"
+#include "render/RenderStage.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -28,7 +35,155 @@ double percentile(const std::vector<double>& sorted, double p) {
     return (1.0 - frac) * sorted[a] + frac * sorted[b];
 }
 
+// The K-weighting and gating accumulation of one measurement: filter state, the open hop and the
+// energies so far. Both channels run through the same two stages, each with its own state.
+class EnergyAccumulator {
+  public:
+    EnergyAccumulator() {
+        const auto stages = kWeightingFilters(44100.0);
+        shelfL_ = shelfR_ = stages[0];
+        highPassL_ = highPassR_ = stages[1];
+    }
+
+    void process(const float* left, const float* right, std::size_t count, TrackLoudnessData& data) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const double l = highPassL_.process(shelfL_.process(static_cast<double>(left[i])));
+            const double r = highPassR_.process(shelfR_.process(static_cast<double>(right[i])));
+            hopEnergy_ += l * l + r * r;
+            if (++hopFill_ == samplesPerHop) {
+                closeHop(data);
+            }
+        }
+    }
+
+  private:
+    void closeHop(TrackLoudnessData& data) {
+        data.hops.push_back(hopEnergy_);
+        hopEnergy_ = 0.0;
+        hopFill_ = 0;
+        const std::size_t n = data.hops.size();
+        if (n >= 4) {
+            const double sum = data.hops[n - 4] + data.hops[n - 3] + data.hops[n - 2] + data.hops[n - 1];
+            data.blocks.push_back(sum / static_cast<double>(4 * samplesPerHop));
+        }
+    }
+
+    Biquad shelfL_, shelfR_, highPassL_, highPassR_;
+    double hopEnergy_ = 0.0;
+    std::int64_t hopFill_ = 0;
+};
+
 } // namespace
+
+double truePeakDB(double linearPeak) noexcept {
+    return 20.0 * std::log10(std::max(linearPeak, 1e-9));
+}
+
+std::optional<TrackLoudnessData> analyzeTrackData(const CDTrack& track, const Progress& progress) {
+    if (!track.audioFileURL)
+        return std::nullopt;
+    const auto path = track.audioFileURL->path();
+    if (path.empty())
+        return std::nullopt;
+    auto opened = AudioFileReader::open(path);
+    if (!opened)
+        return std::nullopt;
+    AudioFileReader& reader = *opened;
+    const std::int64_t total = track.effectiveLength().totalFrames * RedBook::samplesPerFrame;
+    if (total <= 0)
+        return std::nullopt;
+
+    constexpr double targetRate = 44100.0;
+    const double fileRate = reader.sampleRate();
+    const bool native = fileRate == targetRate && reader.channelCount() == 2;
+    // The level the disc carries, from the stage the master render applies it with.
+    RenderStage::TrackLevel level(track, RedBook::samplesPerFrame);
+    detail::TruePeakMeter truePeak;
+    EnergyAccumulator energy;
+    TrackLoudnessData data;
+    data.hopSamples = samplesPerHop;
+    data.hops.reserve(static_cast<std::size_t>(total / samplesPerHop + 1));
+    data.blocks.reserve(static_cast<std::size_t>(total / samplesPerHop + 1));
+
+    const auto fileChunkCapacity = static_cast<std::size_t>(fileRate * chunkSamples / targetRate) + 1;
+    AudioBuffer fileBuffer = reader.makeBuffer(fileChunkCapacity);
+    std::optional<AudioBuffer> targetBuffer;
+    for (std::int64_t pos = 0; pos < total;) {
+        if (progress && !progress(static_cast<double>(pos) / static_cast<double>(total)))
+            return std::nullopt;
+        const std::int64_t chunk = std::min(total - pos, chunkSamples);
+        const auto filePosition = static_cast<std::int64_t>(
+            fileRate * static_cast<double>(track.trimStartSamples + pos) / targetRate);
+        const auto frameCount = static_cast<std::int64_t>(fileRate * static_cast<double>(chunk) / targetRate);
+        if (frameCount <= 0 || filePosition >= reader.lengthFrames())
+            break;
+        if (!reader.setFramePosition(filePosition))
+            break;
+        const auto got = reader.read(fileBuffer, static_cast<std::size_t>(frameCount));
+        if (!got || *got == 0)
+            break;
+        AudioBuffer* audio = &fileBuffer;
+        if (!native) {
+            if (!targetBuffer)
+                targetBuffer.emplace(targetRate, 2, static_cast<std::size_t>(chunkSamples));
+            if (!AudioConverter::convert(fileBuffer, *targetBuffer))
+                break;
+            audio = &*targetBuffer;
+        }
+        const std::size_t frames = audio->frameLength();
+        float* left = audio->channel(0);
+        float* right = audio->channel(1);
+        level.apply(left, right, left, right, pos, static_cast<std::int64_t>(frames));
+        energy.process(left, right, frames, data);
+        truePeak.process(left, right, frames);
+        pos += chunk;
+        if (*got < static_cast<std::size_t>(frameCount))
+            break; // the file ended early
+    }
+    truePeak.flush();
+    if (data.blocks.empty())
+        return std::nullopt;
+    data.peak = static_cast<double>(truePeak.peak());
+    return data;
+}
+
+Result analyze(const CDProject& project, const Progress& progress) {
+    Result result;
+    const std::size_t n = project.tracks.size();
+    std::vector<TrackLoudnessData> datas;
+    bool complete = n > 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (progress && !progress(static_cast<double>(i) / static_cast<double>(n))) {
+            complete = false;
+            break;
+        }
+        const CDTrack& track = project.tracks[i];
+        auto data = analyzeTrackData(track);
+        if (!data) {
+            complete = false;
+            continue;
+        }
+        if (const auto figures = data->summary())
+            result.perTrack[track.id] = *figures;
+        datas.push_back(std::move(*data));
+    }
+    if (complete)
+        result.album = albumSummary(datas);
+    return result;
+}
+
+std::optional<TrackLoudness> albumSummary(std::span<const TrackLoudnessData> datas) {
+    if (datas.empty())
+        return std::nullopt;
+    TrackLoudnessData joined;
+    joined.hopSamples = datas.front().hopSamples;
+    for (const auto& d : datas) {
+        joined.blocks.insert(joined.blocks.end(), d.blocks.begin(), d.blocks.end());
+        joined.hops.insert(joined.hops.end(), d.hops.begin(), d.hops.end());
+        joined.peak = std::max(joined.peak, d.peak);
+    }
+    return joined.summary();
+}
 
 std::array<Biquad, 2> kWeightingFilters(double fs) {
     assert(fs > 0.0);

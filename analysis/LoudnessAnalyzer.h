@@ -1,9 +1,18 @@
 #pragma once
-// BS.1770 loudness building blocks: the K-weighting filters, the loudness of a mean square, the
-// gated integrated loudness and the EBU Tech 3342 loudness range. Pure functions, any thread.
-// Reading and measuring whole tracks (analyzeTrackData, analyze, albumSummary, storage) is not here yet.
+// BS.1770 loudness of tracks as the disc carries them: the K-weighting filters, the loudness of a
+// mean square, the gated integrated loudness, the EBU Tech 3342 loudness range, the measurement of a
+// track's audio after its trims, fades, gain and envelope, and the album figure formed from stored
+// energies. Stateless functions; any thread, and several tracks may be measured in parallel.
+
+#include "analysis/TrackLoudnessData.h"
+#include "model/CDProject.h"
+#include "model/CDTrack.h"
+#include "model/TrackLoudness.h"
+#include "model/Uuid.h"
 
 #include <array>
+#include <functional>
+#include <map>
 #include <optional>
 #include <span>
 
@@ -42,5 +51,33 @@ std::optional<double> integrated(std::span<const double> fromBlockMeanSquares);
 // P95 - P10 of the windows at or above -70 and at or above the kept mean - 20. Nothing with fewer
 // than 30 hops, hopSamples below 1, or fewer than 2 windows left.
 std::optional<double> loudnessRange(std::span<const double> fromHopEnergies, long hopSamples);
+
+// Called with the fraction done (0 ... 1) before each chunk; false cancels.
+using Progress = std::function<bool(double fraction)>;
+
+// Samples of one 100 ms hop and of one read chunk (5 s), at 44.1 kHz.
+inline constexpr std::int64_t samplesPerHop = 4410;
+inline constexpr std::int64_t chunkSamples = 220500;
+
+// 20 log10 of a linear peak, with silence at -180 dB rather than minus infinity.
+double truePeakDB(double linearPeak) noexcept;
+
+// Measures the track's effective audio at 44.1 kHz stereo. Nothing when it has no file, the file
+// cannot be opened, its effective length is 0, progress cancels, or no full 400 ms block was read.
+// A read that fails or a file that ends early ends the measurement there, without error.
+std::optional<TrackLoudnessData> analyzeTrackData(const CDTrack& track, const Progress& progress = {});
+
+struct Result {
+    std::map<Uuid, TrackLoudness> perTrack;
+    std::optional<TrackLoudness> album; // only when every track gave a measurement
+};
+
+// Every track of the project in order; progress(i / n) before track i, and false stops the walk with
+// what was done so far.
+Result analyze(const CDProject& project, const Progress& progress = {});
+
+// The album figure from the tracks' energies in running order: blocks and hops joined (windows may
+// straddle two tracks), the largest peak. Nothing for an empty list or when no block passes the gate.
+std::optional<TrackLoudness> albumSummary(std::span<const TrackLoudnessData> datas);
 
 } // namespace orvane::LoudnessAnalyzer

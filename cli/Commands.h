@@ -26,6 +26,9 @@ int runValidate(Args args);
 int runDdp(Args args);
 int runDevices(Args args);
 int runPlay(Args args);
+int runLoudness(Args args);
+int runReport(Args args);
+int runImprint(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -3,6 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/DdpImportJob.h"
+#include "cli/ProjectLoudness.h"
 #include "delivery/DDPExport.h"
 #include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"
@@ -158,8 +159,9 @@ int runExport(Args args) {
 
     std::vector<Exporter::ExtraFile> extras;
     if (pqSheet) {
-        const auto sheet = PQSheetBuilder::exportFiles(project, *positions,
-                                                       PQSheetBuilder::storedLoudness(project), std::nullopt);
+        const ProjectLoudness loudness = storedProjectLoudness(project);
+        const auto sheet =
+            PQSheetBuilder::exportFiles(project, *positions, loudness.perTrack, loudness.album);
         if (!sheet)
             return fail("export", sheet.error());
         extras.emplace_back(std::string(PQSheetBuilder::pdfFileName), sheet->pdf);

@@ -1,6 +1,7 @@
 // orvane-cli pq: a document's PQ sheet, as "PQSheet.pdf" and "PQSheet.csv" in a folder.
 
 #include "cli/Commands.h"
+#include "cli/ProjectLoudness.h"
 #include "delivery/PQSheetBuilder.h"
 #include "model/TimelineCalculator.h"
 #include "workspace/ProjectStore.h"
@@ -28,7 +29,8 @@ with the disc's tracks, timing, ISRCs and flags, and "PQSheet.csv" with the same
   --landscape       turn the page
   --no-autofit      keep full column widths when the table is wider than the page
 
-The loudness columns show a track's stored measurement while it still matches its file, else "—".
+The loudness columns show a track's stored measurement while it still matches its file, else "—";
+the head's "Loudness" line the album's, when every track has one (see orvane-cli loudness).
 
 exit status: 0 written, 1 the document could not be read, laid out or written, 2 usage error
 )";
@@ -112,8 +114,8 @@ tl::expected<void, std::string> writePQSheet(const CDProject& project, const std
     const auto positions = TimelineCalculator::calculatePositions(project);
     if (!positions)
         return tl::unexpected("The disc cannot be laid out: " + positions.error().description() + ".");
-    return PQSheetBuilder::writeFiles(folder, project, *positions, model,
-                                      PQSheetBuilder::storedLoudness(project), std::nullopt);
+    const ProjectLoudness loudness = storedProjectLoudness(project);
+    return PQSheetBuilder::writeFiles(folder, project, *positions, model, loudness.perTrack, loudness.album);
 }
 
 } // namespace

@@ -32,6 +32,10 @@ constexpr std::array kCommands{
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
+    Command{"loudness", "measure R128 loudness of a project's tracks or of audio files",
+            orvane::cli::runLoudness},
+    Command{"report", "write a project's mastering report as PDF", orvane::cli::runReport},
+    Command{"imprint", "compare the tone of two audio files", orvane::cli::runImprint},
 };
 
 void printUsage(std::FILE* to) {

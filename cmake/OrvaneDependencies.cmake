@@ -18,6 +18,10 @@ if(ORVANE_BUILD_TESTS)
     # Reads the PDFs back in the delivery tests.
     pkg_check_modules(POPPLER_CPP REQUIRED IMPORTED_TARGET poppler-cpp)
 endif()
+if(ORVANE_BUILD_TESTS OR ORVANE_BUILD_BENCH)
+    # The peer the loudness benchmark compares with; never linked into the program.
+    pkg_check_modules(EBUR128 REQUIRED IMPORTED_TARGET libebur128)
+endif()
 if(ORVANE_BUILD_BENCH)
     find_package(benchmark REQUIRED)
     pkg_check_modules(SAMPLERATE REQUIRED IMPORTED_TARGET samplerate)

@@ -1,5 +1,6 @@
 #include "delivery/PQSheetBuilder.h"
 
+#include "delivery/detail/PdfText.h"
 #include "platform/AtomicFile.h"
 
 #include <cairo-pdf.h>
@@ -40,9 +41,12 @@ std::string csvLine(const std::vector<std::string>& fields) {
 
 // ---- Typesetting ----
 
-// DejaVu stands in for the system font; its mono face gives the table figures of equal width.
-constexpr const char* kSansFamily = "DejaVu Sans";
-constexpr const char* kMonoFamily = "DejaVu Sans Mono";
+using detail::Font;
+using detail::kMonoFamily;
+using detail::kSansFamily;
+using detail::makeFont;
+using detail::Typesetter;
+
 constexpr double kTitlePoints = 15.0;
 constexpr double kLabelPoints = 7.5;
 constexpr double kTextPoints = 9.0;
@@ -50,80 +54,6 @@ constexpr double kFooterPoints = 6.5;
 constexpr double kCellInsetPoints = 4.0;
 constexpr double kRuleGray = 0.6;
 constexpr double kRuleWidthPoints = 0.5;
-
-struct FontDeleter {
-    void operator()(PangoFontDescription* f) const { pango_font_description_free(f); }
-};
-using Font = std::unique_ptr<PangoFontDescription, FontDeleter>;
-
-Font makeFont(const char* family, PangoWeight weight, double points) {
-    Font font(pango_font_description_new());
-    pango_font_description_set_family(font.get(), family);
-    pango_font_description_set_weight(font.get(), weight);
-    pango_font_description_set_absolute_size(font.get(), points * PANGO_SCALE);
-    return font;
-}
-
-struct GObjectDeleter {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-
-// Lays out single lines of text in points, unhinted so that measuring matches what the PDF holds.
-class Typesetter final {
-  public:
-    Typesetter() : context_(pango_font_map_create_context(pango_cairo_font_map_get_default())) {
-        pango_cairo_context_set_resolution(context_.get(), 72.0);
-        cairo_font_options_t* options = cairo_font_options_create();
-        cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-        cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-        pango_cairo_context_set_font_options(context_.get(), options);
-        cairo_font_options_destroy(options);
-        // Whole-point glyph positions would make small scaled fonts measure far off their true width.
-        pango_context_set_round_glyph_positions(context_.get(), FALSE);
-    }
-    Typesetter(const Typesetter&) = delete;
-    Typesetter& operator=(const Typesetter&) = delete;
-
-    // The line's layout; with a limit, text wider than it ends in "…".
-    std::unique_ptr<PangoLayout, GObjectDeleter>
-    layout(const std::string& text, const PangoFontDescription& font,
-           std::optional<double> limitPoints = std::nullopt) const {
-        std::unique_ptr<PangoLayout, GObjectDeleter> line(pango_layout_new(context_.get()));
-        pango_layout_set_font_description(line.get(), &font);
-        pango_layout_set_single_paragraph_mode(line.get(), TRUE);
-        if (limitPoints) {
-            pango_layout_set_width(line.get(), static_cast<int>(std::max(1.0, *limitPoints) * PANGO_SCALE));
-            pango_layout_set_ellipsize(line.get(), PANGO_ELLIPSIZE_END);
-        }
-        if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
-            pango_layout_set_text(line.get(), text.data(), static_cast<int>(text.size()));
-        } else {
-            // A stray byte in a title must not cost the line: it is drawn as a replacement mark.
-            gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-            pango_layout_set_text(line.get(), valid, -1);
-            g_free(valid);
-        }
-        return line;
-    }
-
-    double width(const std::string& text, const PangoFontDescription& font) const {
-        return logicalWidth(*layout(text, font));
-    }
-
-    // Distance from the top of a line in this font to its baseline.
-    double baseline(const PangoFontDescription& font) const {
-        return static_cast<double>(pango_layout_get_baseline(layout("X", font).get())) / PANGO_SCALE;
-    }
-
-    static double logicalWidth(PangoLayout& line) {
-        PangoRectangle logical{};
-        pango_layout_get_extents(&line, nullptr, &logical);
-        return static_cast<double>(logical.width) / PANGO_SCALE;
-    }
-
-  private:
-    std::unique_ptr<PangoContext, GObjectDeleter> context_;
-};
 
 PQSheetTableLayout layoutWith(const Typesetter& setter, const PQSheetContent& content,
                               const PQSheetModel& model) {
@@ -295,11 +225,6 @@ class SheetPainter final {
     int page_ = 0;
 };
 
-cairo_status_t appendBytes(void* closure, const unsigned char* data, unsigned int length) {
-    static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
-    return CAIRO_STATUS_SUCCESS;
-}
-
 } // namespace
 
 namespace PQSheetBuilder {
@@ -338,7 +263,8 @@ tl::expected<std::string, std::string> pdfData(const CDProject& project,
     std::string bytes;
     const double width = model.landscape ? a4LongSidePoints : a4ShortSidePoints;
     const double height = model.landscape ? a4ShortSidePoints : a4LongSidePoints;
-    cairo_surface_t* surface = cairo_pdf_surface_create_for_stream(appendBytes, &bytes, width, height);
+    cairo_surface_t* surface =
+        cairo_pdf_surface_create_for_stream(detail::appendBytes, &bytes, width, height);
     cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_TITLE, "PQ Sheet");
     cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_CREATOR, "Orvane");
     cairo_t* cr = cairo_create(surface);

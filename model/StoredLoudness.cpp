@@ -1,5 +1,6 @@
 #include "model/StoredLoudness.h"
 
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -18,16 +19,20 @@ std::optional<StoredLoudness::Fingerprint> StoredLoudness::fingerprint(const std
     const auto modified = std::filesystem::last_write_time(path, error);
     if (error)
         return std::nullopt;
-    return Fingerprint{static_cast<std::int64_t>(size), Timestamp::fromFileTime(modified)};
+    const auto sinceEpoch = std::chrono::file_clock::to_sys(modified).time_since_epoch();
+    return Fingerprint{static_cast<std::int64_t>(size), Timestamp::fromFileTime(modified),
+                       std::chrono::duration<double>(sinceEpoch).count()};
 }
 
 bool StoredLoudness::matches(const std::optional<FileURL>& url) const {
     const auto current = fingerprint(url);
     if (!current || current->fileSize != fileSize)
         return false;
-    // Dates are kept in whole seconds, so "less than a second apart" means the same second.
-    const std::int64_t difference = current->fileModified.secondsSinceEpoch - fileModified.secondsSinceEpoch;
-    return difference > -1 && difference < 1;
+    // The stored date lost its fraction of a second; the file's own date still has it, so an untouched
+    // file lies within [0, 1) after the stored second.
+    const double difference =
+        current->fileModifiedExactSeconds - static_cast<double>(fileModified.secondsSinceEpoch);
+    return difference > -1.0 && difference < 1.0;
 }
 
 } // namespace orvane

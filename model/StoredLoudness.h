@@ -22,11 +22,13 @@ struct StoredLoudness {
 
     struct Fingerprint {
         std::int64_t fileSize = 0;
-        Timestamp fileModified;
+        Timestamp fileModified;              // as documents keep it, in whole seconds
+        double fileModifiedExactSeconds = 0; // the file system's own date, since the epoch
     };
     // Size and modification date of a local file; nothing if absent or unreadable.
     static std::optional<Fingerprint> fingerprint(const std::optional<FileURL>& url);
-    // True when the file's size is equal and its date differs by less than a second.
+    // True when the file's size is equal and its date differs from the stored one by less than a
+    // second either way.
     bool matches(const std::optional<FileURL>& url) const;
 
     bool operator==(const StoredLoudness&) const = default;
