@@ -17,6 +17,8 @@ if(ORVANE_BUILD_TESTS)
     find_package(GTest REQUIRED)
     # Reads the PDFs back in the delivery tests.
     pkg_check_modules(POPPLER_CPP REQUIRED IMPORTED_TARGET poppler-cpp)
+    # Reads exported CUE sheets back in the delivery tests, as other programs will.
+    pkg_check_modules(LIBCUE REQUIRED IMPORTED_TARGET libcue)
 endif()
 if(ORVANE_BUILD_BENCH)
     find_package(benchmark REQUIRED)
