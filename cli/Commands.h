@@ -26,6 +26,8 @@ int runValidate(Args args);
 int runDdp(Args args);
 int runDevices(Args args);
 int runPlay(Args args);
+int runCue(Args args);
+int runTracks(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -30,6 +30,8 @@ constexpr std::array kCommands{
     Command{"new", "build a project from audio files", orvane::cli::runNew},
     Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
+    Command{"cue", "import a CUE sheet; export a CUE sheet with its WAV image", orvane::cli::runCue},
+    Command{"tracks", "export a project's tracks as WAV or AIFF files", orvane::cli::runTracks},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
 };
