@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <system_error>
 
 namespace orvane::CUEExporter {
 
@@ -148,8 +149,11 @@ void exportCUE(const CDProject& project, const std::vector<TrackPosition>& posit
         throw UserCancelledError{};
     if (!copied)
         throw ExportError{"Exporter", ExportErrorCode::writeFailed, copied.error().message(), std::nullopt};
-    if (auto written = AtomicFile::write(cue, text); !written)
+    if (auto written = AtomicFile::write(cue, text); !written) {
+        std::error_code ec;
+        fs::remove(wav, ec); // no image without its sheet; the write failure is what gets reported
         throw ExportError{"Exporter", ExportErrorCode::writeFailed, written.error(), std::nullopt};
+    }
 }
 
 } // namespace orvane::CUEExporter
