@@ -26,6 +26,7 @@ int runValidate(Args args);
 int runDdp(Args args);
 int runDevices(Args args);
 int runPlay(Args args);
+int runPreview(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -32,6 +32,7 @@ constexpr std::array kCommands{
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
+    Command{"preview", "write a client preview that plays in a browser", orvane::cli::runPreview},
 };
 
 void printUsage(std::FILE* to) {
