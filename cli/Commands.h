@@ -26,6 +26,7 @@ int runValidate(Args args);
 int runDdp(Args args);
 int runDevices(Args args);
 int runPlay(Args args);
+int runPreview(Args args);
 int runCue(Args args);
 int runTracks(Args args);
 

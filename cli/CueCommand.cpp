@@ -5,7 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/DeliveryInput.h"
 #include "cli/ImportJob.h"
-#include "cli/JobProgress.h"
+#include "cli/ProgressPrinter.h"
 #include "delivery/CUEExporter.h"
 #include "delivery/CUEImporter.h"
 #include "delivery/DDPReader.h"

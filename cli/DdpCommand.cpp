@@ -3,7 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/DdpImportJob.h"
-#include "cli/JobProgress.h"
+#include "cli/ProgressPrinter.h"
 #include "delivery/DDPExport.h"
 #include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"

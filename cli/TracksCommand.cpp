@@ -3,7 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/DeliveryInput.h"
 #include "cli/ImportJob.h"
-#include "cli/JobProgress.h"
+#include "cli/ProgressPrinter.h"
 #include "delivery/AudioExporter.h"
 
 #include <cstdio>

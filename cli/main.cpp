@@ -34,6 +34,7 @@ constexpr std::array kCommands{
     Command{"tracks", "export a project's tracks as WAV or AIFF files", orvane::cli::runTracks},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
+    Command{"preview", "write a client preview that plays in a browser", orvane::cli::runPreview},
 };
 
 void printUsage(std::FILE* to) {

@@ -1,4 +1,4 @@
-#include "cli/JobProgress.h"
+#include "cli/ProgressPrinter.h"
 
 #include <unistd.h>
 
@@ -11,24 +11,24 @@ namespace orvane::cli {
 
 namespace {
 
-std::atomic<bool> interruptedFlag{false};
+std::atomic<bool> interrupted{false};
 
 void onInterrupt(int) {
-    interruptedFlag = true;
+    interrupted = true;
 }
 
 } // namespace
 
 InterruptScope::InterruptScope() : previous_(std::signal(SIGINT, onInterrupt)) {
-    interruptedFlag = false;
+    interrupted = false;
 }
 
 InterruptScope::~InterruptScope() {
     std::signal(SIGINT, previous_);
 }
 
-bool InterruptScope::interrupted() {
-    return interruptedFlag;
+bool interruptRequested() {
+    return interrupted;
 }
 
 ProgressPrinter::ProgressPrinter(std::FILE* to) : to_(to), terminal_(::isatty(::fileno(to)) == 1) {}
@@ -50,7 +50,7 @@ bool ProgressPrinter::operator()(double fraction, std::string_view status) {
     }
     percent_ = percent;
     status_ = status;
-    return !interruptedFlag;
+    return !interrupted;
 }
 
 void ProgressPrinter::finish() {

@@ -1,6 +1,5 @@
 #pragma once
-// How the long commands show a job: a bar on a terminal, plain lines elsewhere, and Ctrl-C turned
-// into the job's own cancel so that it can stop cleanly. The command's thread only.
+// Progress of a long job on the command line, and Ctrl-C as the way to stop it. Main thread only.
 
 #include <cstdio>
 #include <string>
@@ -8,7 +7,8 @@
 
 namespace orvane::cli {
 
-// Catches Ctrl-C for the life of a job; the old handler comes back afterwards.
+// Catches Ctrl-C for the life of a job so that it can stop cleanly; the old handler comes back
+// afterwards. interruptRequested() tells whether Ctrl-C came since the scope began.
 class InterruptScope final {
   public:
     InterruptScope();
@@ -16,21 +16,20 @@ class InterruptScope final {
     InterruptScope(const InterruptScope&) = delete;
     InterruptScope& operator=(const InterruptScope&) = delete;
 
-    // Whether Ctrl-C came since the scope began.
-    static bool interrupted();
-
   private:
     void (*previous_)(int);
 };
 
-// Draws a bar when `to` is a terminal; elsewhere prints a line when the status changes or every tenth.
+bool interruptRequested();
+
+// Draws a bar on a terminal; elsewhere prints a line when the status changes or every tenth.
+// The call answers false once Ctrl-C came, which stops the job.
 class ProgressPrinter final {
   public:
     explicit ProgressPrinter(std::FILE* to = stdout);
 
-    // Shows the state; answers false once Ctrl-C came, which stops the job.
     bool operator()(double fraction, std::string_view status);
-    // Ends the bar's line.
+    // Ends the bar's line on a terminal.
     void finish();
 
   private:
