@@ -76,8 +76,9 @@ using FractionProgress = std::function<bool(double fraction)>;
 inline constexpr std::int64_t maxSheetBytes = 4 * 1024 * 1024;
 
 // The sheet's bytes as UTF-8 text: a UTF-8 or UTF-16 (LE or BE) byte-order mark is honoured and
-// dropped; bytes that are not UTF-8 are read as ISO Latin 1. Nothing for text that cannot be a
-// sheet: a NUL character or broken UTF-16.
+// dropped; bytes that are not UTF-8 are read as ISO Latin 1 (with the Windows code page's letters
+// in 0x80-0x9F, where Latin 1 has only control codes). Nothing for text that cannot be a sheet: a
+// NUL character or broken UTF-16.
 std::optional<std::string> decodeText(std::string_view bytes);
 
 // The tokens of one line: blanks and tabs separate them outside double quotes, the quotes are

@@ -71,11 +71,20 @@ bool isUTF8(std::string_view text) {
     return true;
 }
 
+// Bytes 0x80 to 0x9F are control characters in ISO Latin 1 that no sheet means; Windows programs
+// write their code page there (curly quotes, dashes, the euro sign), so those are read as it has them.
+constexpr std::uint16_t kWindowsC1[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                          0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                          0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                          0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
 std::string latin1ToUTF8(std::string_view bytes) {
     std::string out;
     out.reserve(bytes.size() + bytes.size() / 8);
-    for (const char c : bytes)
-        appendUTF8(out, static_cast<unsigned char>(c));
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        appendUTF8(out, byte >= 0x80 && byte <= 0x9F ? kWindowsC1[byte - 0x80] : byte);
+    }
     return out;
 }
 

@@ -164,6 +164,8 @@ TEST(CUEParse, everyEncodingAndLineEndReadsTheSame) {
         ASSERT_TRUE(text.has_value());
         EXPECT_EQ(parse(*text), reference);
     }
+    // Windows programs write their code page: its quotes and dashes come over as such.
+    EXPECT_EQ(CUEImporter::decodeText("TITLE \"Don\x92t \x96 Stop\""), "TITLE \"Don\u2019t \u2013 Stop\"");
     // Binary files and broken UTF-16 are no sheet.
     EXPECT_EQ(CUEImporter::decodeText(std::string("RIFF\0\0\0\0WAVE", 12)), std::nullopt);
     EXPECT_EQ(CUEImporter::decodeText(std::string("\xFF\xFE\x00\xD8\x41\x00", 6)),
