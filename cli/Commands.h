@@ -29,6 +29,7 @@ int runPlay(Args args);
 int runPreview(Args args);
 int runCue(Args args);
 int runTracks(Args args);
+int runBatch(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

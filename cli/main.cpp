@@ -32,6 +32,7 @@ constexpr std::array kCommands{
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
     Command{"cue", "import a CUE sheet; export a CUE sheet with its WAV image", orvane::cli::runCue},
     Command{"tracks", "export a project's tracks as WAV or AIFF files", orvane::cli::runTracks},
+    Command{"batch", "deliver DDP, WAV tracks, preview and PQ sheet from one render", orvane::cli::runBatch},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
     Command{"preview", "write a client preview that plays in a browser", orvane::cli::runPreview},
