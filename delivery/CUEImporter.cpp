@@ -141,6 +141,14 @@ tl::expected<CDProject, CUEImportError> importMultiFile(const ParsedSheet& sheet
         track.trimStartSamples = *t.index01 * kSamplesPerFrame;
         project.tracks.push_back(std::move(track));
     }
+    // A track whose INDEX 01 lies at or past the end of its file (or past where the next track's
+    // gap begins) has nothing left to play.
+    for (std::size_t i = 0; i < n; ++i) {
+        const CDTrack& track = project.tracks[i];
+        if (track.trimStartSamples + track.trimEndSamples >= track.sourceAudioSamples)
+            return tl::unexpected(CUEImportError::unsupportedImageFormat(
+                "track " + std::to_string(sheet.tracks[i].number) + " has zero length"));
+    }
     return project;
 }
 

@@ -299,6 +299,9 @@ TEST_F(CUEImport, refusesBrokenSheetsWithTheirOwnText) {
         {"FILE a.wav WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 01 00:01:00\n"
          "TRACK 03 AUDIO\nINDEX 00 00:02:00\nINDEX 01 05:00:00\nTRACK 04 AUDIO\nINDEX 01 06:00:00\n",
          "Unsupported image format: track 3 lies beyond the end of the image"},
+        {"FILE a.wav WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nFILE b.wav WAVE\nTRACK 02 AUDIO\nINDEX 01 "
+         "00:06:00\n",
+         "Unsupported image format: track 2 has zero length"},
         {std::string("RIFF\0\0\0\0WAVEfmt ", 16), "CUE sheet could not be read as text."},
         {"FILE data.bin BINARY\nTRACK 01 MODE1/2352\nINDEX 01 00:00:00\n",
          "CUE sheet contains no audio tracks."},
