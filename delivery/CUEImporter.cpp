@@ -100,10 +100,44 @@ tl::expected<void, CUEImportError> cancelled() {
     return tl::unexpected(CUEImportError::cancelled());
 }
 
+fs::path trackFile(const fs::path& destination, const ParsedTrack& t, std::size_t i,
+                   std::set<std::string>& taken);
+CUEImportError fromDDPError(const DDPImportError& error, const fs::path& image);
+
+// Whether a file the sheet calls BINARY really is bare sectors: toc2cue calls a WAV file BINARY too.
+bool isRawSectors(const CUEFile& file, const fs::path& path) {
+    if (file.type != "BINARY")
+        return false;
+    std::ifstream in(path, std::ios::binary);
+    char head[12] = {};
+    in.read(head, sizeof head);
+    return !(in.gcount() == sizeof head && std::string_view(head, 4) == "RIFF" &&
+             std::string_view(head + 8, 4) == "WAVE");
+}
+
+// A track's file of bare sectors becomes a WAV file in the audio folder, which the project can play.
+tl::expected<fs::path, CUEImportError> wrapRawFile(const fs::path& raw, const fs::path& destination,
+                                                   const fs::path& target, const FractionProgress& progress) {
+    std::error_code ec;
+    fs::create_directories(destination, ec);
+    if (ec)
+        return tl::unexpected(CUEImportError::cannotWrite(destination.filename().string(), ec.message()));
+    const auto size = fs::file_size(raw, ec);
+    if (ec)
+        return tl::unexpected(CUEImportError::audioFileFailure(ec.message()));
+    std::ifstream in(raw, std::ios::binary);
+    const auto bytes = static_cast<std::int64_t>(size) / kBytesPerFrame * kBytesPerFrame;
+    if (auto written = DDPReader::extractWAV(in, 0, bytes, target, progress); !written)
+        return tl::unexpected(fromDDPError(written.error(), raw));
+    return target;
+}
+
 tl::expected<CDProject, CUEImportError> importMultiFile(const ParsedSheet& sheet, const fs::path& folder,
-                                                        CDProject project, const ImportProgress& progress) {
+                                                        const fs::path& destination, CDProject project,
+                                                        const ImportProgress& progress) {
     const std::size_t n = sheet.tracks.size();
     std::vector<std::int64_t> sourceSamples;
+    std::set<std::string> taken;
     for (std::size_t i = 0; i < n; ++i) {
         const ParsedTrack& t = sheet.tracks[i];
         if (progress && !progress("Reading track " + std::to_string(t.number) + "\u2026",
@@ -111,9 +145,15 @@ tl::expected<CDProject, CUEImportError> importMultiFile(const ParsedSheet& sheet
             return tl::unexpected(CUEImportError::cancelled());
         const std::size_t fileIndex = t.audioFileIndex();
         const std::string& name = sheet.files[fileIndex].name;
-        const auto path = resolveAudioFile(folder, name);
+        auto path = resolveAudioFile(folder, name);
         if (!path)
             return tl::unexpected(CUEImportError::missingAudioFile(name));
+        if (isRawSectors(sheet.files[fileIndex], *path)) {
+            auto wrapped = wrapRawFile(*path, destination, trackFile(destination, t, i, taken), {});
+            if (!wrapped)
+                return tl::unexpected(wrapped.error());
+            path = *wrapped;
+        }
         auto reader = AudioFileReader::open(*path);
         if (!reader)
             return tl::unexpected(CUEImportError::audioFileFailure(reader.error().message));
@@ -189,7 +229,7 @@ tl::expected<Image, CUEImportError> openImage(const CUEFile& file, const fs::pat
     const auto path = resolveAudioFile(folder, file.name);
     if (!path)
         return tl::unexpected(CUEImportError::missingAudioFile(file.name));
-    Image image{*path, file.type == "BINARY", 0};
+    Image image{*path, isRawSectors(file, *path), 0};
     std::error_code ec;
     if (image.raw) {
         const auto size = fs::file_size(*path, ec);
@@ -400,7 +440,7 @@ tl::expected<CDProject, CUEImportError> importCUE(const fs::path& cue, const fs:
     const fs::path folder = cue.parent_path().empty() ? fs::path(".") : cue.parent_path();
     switch (layoutOf(sheet)) {
     case Layout::fileATrack:
-        return importMultiFile(sheet, folder, std::move(project), progress);
+        return importMultiFile(sheet, folder, audioDestination, std::move(project), progress);
     case Layout::oneImage:
         return importImage(sheet, folder, audioDestination, std::move(project), progress);
     case Layout::mixed:

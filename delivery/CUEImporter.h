@@ -101,8 +101,9 @@ tl::expected<void, CUEImportError> extractFromWAVImage(const std::filesystem::pa
                                                        const FractionProgress& progress = {});
 
 // Reads the sheet and builds the project. With one image, the track files are written into
-// `audioDestination` (created if needed); with a file a track it is not touched. Files written
-// before a failure stay.
+// `audioDestination` (created if needed); with a file a track it is not touched, but for files of
+// bare sectors (BINARY), which become WAV files there. A BINARY file that is in fact a WAV file (as
+// toc2cue writes them) is read as one. Files written before a failure stay.
 tl::expected<CDProject, CUEImportError> importCUE(const std::filesystem::path& cue,
                                                   const std::filesystem::path& audioDestination,
                                                   const ImportProgress& progress = {});

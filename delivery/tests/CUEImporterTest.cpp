@@ -344,3 +344,51 @@ TEST_F(CUEImport, cancelStopsBetweenTracksAndKeepsWhatWasCut) {
 
 } // namespace
 } // namespace orvane
+
+namespace orvane {
+namespace {
+
+TEST_F(CUEImport, aWAVCalledBinaryIsReadAsWAVAndBareSectorFilesBecomeWAVFiles) {
+    // toc2cue names every file BINARY, WAV files too: the header must not be taken for audio.
+    // A file a track of bare sectors (as CDRWIN-style tools write) is wrapped into WAV files.
+    const std::string pcm = writeWav(temp.path / "Disc.wav", 600);
+    auto project = importSheet("FILE \"Disc.wav\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                               "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:05:00\n");
+    ASSERT_TRUE(project.has_value()) << errorText(project);
+    EXPECT_EQ(pcmOf(audio / "Track01.wav"), slice(pcm, 0, 300));
+    EXPECT_EQ(pcmOf(audio / "Track02.wav"), slice(pcm, 375, 600));
+
+    putFile(temp.path / "01.bin", slice(pcm, 0, 200));
+    putFile(temp.path / "02.bin", slice(pcm, 200, 600) + "odd");
+    fs::remove_all(audio);
+    project = importSheet(
+        "FILE \"01.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+        "FILE \"02.bin\" BINARY\n  TRACK 02 AUDIO\n    INDEX 00 00:00:00\n    INDEX 01 00:01:00\n");
+    ASSERT_TRUE(project.has_value()) << errorText(project);
+    EXPECT_EQ(project->tracks[1].audioFileURL, FileURL::fromPath(audio / "Track02.wav"));
+    EXPECT_EQ(project->tracks[1].trimStartSamples, 75 * 588);
+    EXPECT_EQ(project->tracks[1].preGap.totalFrames, 75);
+    EXPECT_EQ(pcmOf(audio / "Track02.wav"), slice(pcm, 200, 600));
+}
+
+TEST_F(CUEImport, aSheetWrittenByToc2cueImportsWithTheTocsPositions) {
+    if (std::system("command -v toc2cue >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "toc2cue (cdrdao) is not installed (scripts/install-deps.sh installs it)";
+    const std::string pcm = writeWav(temp.path / "Disc.wav", 900);
+    // Track 2 starts at 5 s in the file with a one-second pause (START) before its INDEX 01.
+    putFile(temp.path / "disc.toc", "CD_DA\nTRACK AUDIO\nCOPY\nFILE \"Disc.wav\" 0 00:05:00\n"
+                                    "TRACK AUDIO\nFILE \"Disc.wav\" 00:05:00 00:07:00\nSTART 00:01:00\n");
+    const std::string command =
+        "cd '" + temp.path.string() + "' && toc2cue disc.toc Disc.cue >/dev/null 2>&1";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const auto project = importCUE(temp.path / "Disc.cue", audio);
+    ASSERT_TRUE(project.has_value()) << errorText(project);
+    ASSERT_EQ(project->tracks.size(), 2u);
+    EXPECT_TRUE(project->tracks[0].copyPermitted);
+    EXPECT_EQ(project->tracks[1].preGap.totalFrames, 75);
+    EXPECT_EQ(pcmOf(audio / "Track01.wav"), slice(pcm, 0, 375));
+    EXPECT_EQ(pcmOf(audio / "Track02.wav"), slice(pcm, 450, 900));
+}
+
+} // namespace
+} // namespace orvane
