@@ -29,6 +29,10 @@ int runPlay(Args args);
 int runLoudness(Args args);
 int runReport(Args args);
 int runImprint(Args args);
+int runPreview(Args args);
+int runCue(Args args);
+int runTracks(Args args);
+int runBatch(Args args);
 
 // True when args holds "--help" or "-h".
 bool wantsHelp(Args args);

@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/DdpImportJob.h"
 #include "cli/ProjectLoudness.h"
+#include "cli/ProgressPrinter.h"
 #include "delivery/DDPExport.h"
 #include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"
@@ -11,13 +12,8 @@
 #include "model/ValidationIssue.h"
 #include "workspace/ProjectStore.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -60,12 +56,6 @@ exit status: 0 done (verify: no errors), 1 the input could not be read, the job 
 verify found an error, 2 usage error, 130 interrupted
 )";
 
-std::atomic<bool> interrupted{false};
-
-void onInterrupt(int) {
-    interrupted = true;
-}
-
 int usage(const std::string& problem) {
     std::fprintf(stderr, "orvane-cli ddp: %s\n%s", problem.c_str(), kHelp);
     return 2;
@@ -76,57 +66,6 @@ int fail(std::string_view subcommand, const std::string& text) {
                  text.c_str());
     return 1;
 }
-
-// Catches Ctrl-C for the life of a job so that it can stop cleanly; the old handler comes back
-// afterwards.
-class InterruptScope final {
-  public:
-    InterruptScope() : previous_(std::signal(SIGINT, onInterrupt)) { interrupted = false; }
-    ~InterruptScope() { std::signal(SIGINT, previous_); }
-    InterruptScope(const InterruptScope&) = delete;
-    InterruptScope& operator=(const InterruptScope&) = delete;
-
-  private:
-    void (*previous_)(int);
-};
-
-// Draws a bar on a terminal; elsewhere prints a line when the status changes or every tenth.
-class ProgressPrinter final {
-  public:
-    explicit ProgressPrinter(std::FILE* to = stdout) : to_(to), terminal_(::isatty(::fileno(to)) == 1) {}
-
-    bool operator()(double fraction, std::string_view status) {
-        const int percent = static_cast<int>(std::floor(std::clamp(fraction, 0.0, 1.0) * 100.0));
-        if (terminal_) {
-            if (percent != percent_ || status != status_) {
-                const int filled = percent * 30 / 100;
-                std::fprintf(to_, "\r[%s%s] %3d%% %-32.*s",
-                             std::string(static_cast<std::size_t>(filled), '#').c_str(),
-                             std::string(static_cast<std::size_t>(30 - filled), '-').c_str(), percent,
-                             static_cast<int>(status.size()), status.data());
-                std::fflush(to_);
-            }
-        } else if (status != status_ || percent / 10 != percent_ / 10) {
-            std::fprintf(to_, "%3d%% %.*s\n", percent, static_cast<int>(status.size()), status.data());
-            std::fflush(to_);
-        }
-        percent_ = percent;
-        status_ = status;
-        return !interrupted;
-    }
-
-    void finish() {
-        if (terminal_ && percent_ >= 0)
-            std::fprintf(to_, "\n");
-        percent_ = -1;
-    }
-
-  private:
-    std::FILE* to_;
-    bool terminal_;
-    int percent_ = -1;
-    std::string status_;
-};
 
 int runExport(Args args) {
     std::string projectPath;

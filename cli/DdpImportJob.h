@@ -1,10 +1,8 @@
 #pragma once
 // The whole of `orvane-cli ddp import`: a fileset read back into a project document and its track
-// files, all or nothing. The WAV files are cut into a hidden folder beside the audio folder and the
-// document is written beside its final name; both move into place only once everything is whole,
-// so a failure or an interrupt leaves neither a half-written document nor stray audio. Runs on the
-// command's thread; `progress` is called there.
+// files, all or nothing (see ImportJob.h). Runs on the command's thread; `progress` is called there.
 
+#include "cli/ImportJob.h"
 #include "delivery/DDPReader.h"
 #include "model/CDProject.h"
 
@@ -23,16 +21,8 @@ struct DdpImportRequest {
     std::optional<std::filesystem::path> audioDir;
 };
 
-struct DdpImportResult {
-    CDProject project; // as saved: its tracks point at the files in audioDir
-    std::filesystem::path projectPath;
-    std::filesystem::path audioDir;
-};
-
-struct DdpImportFailure {
-    bool cancelled = false;
-    std::string message; // the user's text; empty when cancelled
-};
+using DdpImportResult = ImportedDocument;
+using DdpImportFailure = ImportFailure;
 
 // The name of the hidden folder the track files are made in, before the UUID.
 inline constexpr std::string_view importPartialPrefix = ".orvane-ddp-import-partial-";

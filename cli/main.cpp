@@ -30,12 +30,16 @@ constexpr std::array kCommands{
     Command{"new", "build a project from audio files", orvane::cli::runNew},
     Command{"validate", "run the pre-flight over a project", orvane::cli::runValidate},
     Command{"ddp", "export a project as a DDP fileset", orvane::cli::runDdp},
+    Command{"cue", "import a CUE sheet; export a CUE sheet with its WAV image", orvane::cli::runCue},
+    Command{"tracks", "export a project's tracks as WAV or AIFF files", orvane::cli::runTracks},
+    Command{"batch", "deliver DDP, WAV tracks, preview and PQ sheet from one render", orvane::cli::runBatch},
     Command{"devices", "list the audio output devices", orvane::cli::runDevices},
     Command{"play", "play a project through the playback engine", orvane::cli::runPlay},
     Command{"loudness", "measure R128 loudness of a project's tracks or of audio files",
             orvane::cli::runLoudness},
     Command{"report", "write a project's mastering report as PDF", orvane::cli::runReport},
     Command{"imprint", "compare the tone of two audio files", orvane::cli::runImprint},
+    Command{"preview", "write a client preview that plays in a browser", orvane::cli::runPreview},
 };
 
 void printUsage(std::FILE* to) {

@@ -11,12 +11,16 @@ pkg_check_modules(FFTW3 REQUIRED IMPORTED_TARGET fftw3)
 pkg_check_modules(FFTW3F REQUIRED IMPORTED_TARGET fftw3f)
 # The audio output backend (ALSA, PulseAudio and JACK as Debian builds it).
 pkg_check_modules(RTAUDIO REQUIRED IMPORTED_TARGET rtaudio)
+# AAC in MPEG-4: decoding sources, encoding previews.
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo)
 if(ORVANE_BUILD_TESTS)
     find_package(GTest REQUIRED)
     # Reads the PDFs back in the delivery tests.
     pkg_check_modules(POPPLER_CPP REQUIRED IMPORTED_TARGET poppler-cpp)
+    # Reads exported CUE sheets back in the delivery tests, as other programs will.
+    pkg_check_modules(LIBCUE REQUIRED IMPORTED_TARGET libcue)
 endif()
 if(ORVANE_BUILD_TESTS OR ORVANE_BUILD_BENCH)
     # The peer the loudness benchmark compares with; never linked into the program.

@@ -1,6 +1,6 @@
 #include "engines/SsrcSRC.h"
 
-#include "engines/detail/ChildProcess.h"
+#include "platform/ChildProcess.h"
 
 #include <unistd.h>
 
@@ -256,7 +256,7 @@ bool SsrcSRC::runTool(const fs::path& tool) {
                                                 (workDir_ / "ssrc.tmp").string(),
                                                 inURL_.string(),
                                                 (workDir_ / "out.wav").string()};
-    const auto run = detail::runChildProcess(tool, arguments);
+    const auto run = runChildProcess(tool, arguments);
     if (!run) {
         fail({SsrcError::Kind::conversionFailed, "cannot start " + tool.string() + ": " + run.error()});
         return false;

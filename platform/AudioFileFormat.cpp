@@ -25,6 +25,9 @@ std::optional<AudioContainer> containerForPath(const std::filesystem::path& path
     if (ext == ".mp3") {
         return AudioContainer::mp3;
     }
+    if (ext == ".m4a" || ext == ".mp4") {
+        return AudioContainer::m4a;
+    }
     return std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/AudioFileReader.h"
 
+#include "platform/detail/FfmpegAudioDecoder.h"
 #include "platform/detail/PcmPlanes.h"
 
 #include <sndfile.h>
@@ -63,6 +64,7 @@ AudioSampleFormat sampleFormatOf(int format) {
 
 struct AudioFileReader::Handle {
     SNDFILE* file = nullptr;
+    std::unique_ptr<detail::FfmpegAudioDecoder> decoder; // instead of `file` for AAC in MPEG-4
     ~Handle() {
         if (file != nullptr) {
             sf_close(file);
@@ -75,6 +77,9 @@ tl::expected<AudioFileReader, AudioFileError> AudioFileReader::open(const std::f
     if (std::filesystem::is_directory(path, ec)) {
         return tl::unexpected(error(AudioFileErrorCode::openFailed,
                                     "Cannot open audio file \"" + path.string() + "\": a folder"));
+    }
+    if (AudioFileFormats::containerForPath(path) == AudioContainer::m4a) {
+        return openFfmpeg(path);
     }
     SF_INFO info{};
     auto handle = std::make_unique<Handle>();
@@ -111,12 +116,38 @@ tl::expected<AudioFileReader, AudioFileError> AudioFileReader::open(const std::f
     return AudioFileReader(path, std::move(handle), format, length, readPath);
 }
 
+tl::expected<AudioFileReader, AudioFileError> AudioFileReader::openFfmpeg(const std::filesystem::path& path) {
+    auto decoder = detail::FfmpegAudioDecoder::open(path);
+    if (!decoder) {
+        return tl::unexpected(decoder.error());
+    }
+    auto handle = std::make_unique<Handle>();
+    handle->decoder = std::move(*decoder);
+    detail::FfmpegAudioDecoder& d = *handle->decoder;
+    std::int64_t length = d.statedLengthFrames();
+    if (length <= 0) {
+        // A stream that states no length (raw AAC, say) is counted once by decoding it to the end.
+        auto counted = d.read(nullptr, static_cast<std::size_t>(INT64_MAX));
+        if (!counted) {
+            return tl::unexpected(
+                AudioFileError{"AudioFile", AudioFileErrorCode::openFailed, counted.error().message});
+        }
+        length = static_cast<std::int64_t>(*counted);
+        if (auto back = d.seek(0); !back) {
+            return tl::unexpected(back.error());
+        }
+    }
+    AudioFileFormat format{AudioContainer::m4a, AudioSampleFormat::compressed,
+                           static_cast<double>(d.sampleRate()), d.channelCount()};
+    return AudioFileReader(path, std::move(handle), format, length, ReadPath::ffmpeg);
+}
+
 AudioFileReader::AudioFileReader(std::filesystem::path path, std::unique_ptr<Handle> handle,
                                  AudioFileFormat format, std::int64_t lengthFrames, ReadPath readPath)
     : path_(std::move(path)), handle_(std::move(handle)), format_(format), lengthFrames_(lengthFrames),
       readPath_(readPath) {
     // Raw samples are at most 3 bytes, so a chunk of them fits where the floats would go.
-    if (format_.channelCount > 1 || readPath_ != ReadPath::decoder) {
+    if (readPath_ != ReadPath::ffmpeg && (format_.channelCount > 1 || readPath_ != ReadPath::decoder)) {
         interleaved_.resize(kChunkFrames * static_cast<std::size_t>(format_.channelCount));
     }
 }
@@ -133,6 +164,16 @@ tl::expected<void, AudioFileError> AudioFileReader::setFramePosition(std::int64_
     }
     if (frame >= lengthFrames_) {
         // Past the end: nothing to move in the decoder; reads from here give no frames.
+        framePosition_ = frame;
+        return {};
+    }
+    if (readPath_ == ReadPath::ffmpeg) {
+        if (frame == framePosition_) {
+            return {};
+        }
+        if (auto sought = handle_->decoder->seek(frame); !sought) {
+            return tl::unexpected(sought.error());
+        }
         framePosition_ = frame;
         return {};
     }
@@ -156,11 +197,20 @@ tl::expected<std::size_t, AudioFileError> AudioFileReader::read(AudioBuffer& buf
     const std::int64_t remaining = std::max<std::int64_t>(lengthFrames_ - framePosition_, 0);
     const std::size_t wanted =
         std::min({frameCount, buffer.frameCapacity(), static_cast<std::size_t>(remaining)});
-    return readPath_ == ReadPath::decoder ? readDecoded(buffer, wanted) : readRaw(buffer, wanted);
+    switch (readPath_) {
+    case ReadPath::decoder:
+        return readDecoded(buffer, wanted);
+    case ReadPath::ffmpeg:
+        return readFfmpeg(buffer, wanted);
+    case ReadPath::rawInt16:
+    case ReadPath::rawInt24:
+        break;
+    }
+    return readRaw(buffer, wanted);
 }
 
 tl::expected<void, AudioFileError> AudioFileReader::endOfData() {
-    if (sf_error(handle_->file) != SF_ERR_NO_ERROR) {
+    if (readPath_ != ReadPath::ffmpeg && sf_error(handle_->file) != SF_ERR_NO_ERROR) {
         return tl::unexpected(error(AudioFileErrorCode::readFailed,
                                     "Cannot read \"" + path_.string() + "\": " + sf_strerror(handle_->file)));
     }
@@ -234,6 +284,26 @@ tl::expected<std::size_t, AudioFileError> AudioFileReader::readRaw(AudioBuffer& 
         }
     }
     return done;
+}
+
+tl::expected<std::size_t, AudioFileError> AudioFileReader::readFfmpeg(AudioBuffer& buffer,
+                                                                      std::size_t wanted) {
+    float* planes[256];
+    for (int c = 0; c < format_.channelCount && c < 256; ++c) {
+        planes[c] = buffer.channel(c);
+    }
+    auto got = handle_->decoder->read(planes, wanted);
+    if (!got) {
+        return tl::unexpected(got.error());
+    }
+    framePosition_ += static_cast<std::int64_t>(*got);
+    buffer.setFrameLength(*got);
+    if (*got < wanted) {
+        if (auto ended = endOfData(); !ended) {
+            return tl::unexpected(ended.error());
+        }
+    }
+    return *got;
 }
 
 } // namespace orvane

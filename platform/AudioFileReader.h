@@ -1,5 +1,6 @@
 #pragma once
-// Reads an audio file (WAV, AIFF/AIFC, FLAC, Ogg Vorbis/Opus, MP3 as libsndfile decodes them) into
+// Reads an audio file (WAV, AIFF/AIFC, FLAC, Ogg Vorbis/Opus, MP3 as libsndfile decodes them; AAC in
+// .m4a/.mp4 through FFmpeg's libraries) into
 // non-interleaved 32-bit float buffers, from any position. One reader per thread at a time; it may be
 // moved between threads. A failed open, seek or read is an AudioFileError value, never an exception.
 
@@ -59,13 +60,15 @@ class AudioFileReader final {
   private:
     struct Handle;
     // How read() decodes: straight from the file's bytes, or through libsndfile's float conversion.
-    enum class ReadPath { decoder, rawInt16, rawInt24 };
+    enum class ReadPath { decoder, rawInt16, rawInt24, ffmpeg };
 
     AudioFileReader(std::filesystem::path path, std::unique_ptr<Handle> handle, AudioFileFormat format,
                     std::int64_t lengthFrames, ReadPath readPath);
 
     tl::expected<std::size_t, AudioFileError> readDecoded(AudioBuffer& buffer, std::size_t wanted);
     tl::expected<std::size_t, AudioFileError> readRaw(AudioBuffer& buffer, std::size_t wanted);
+    tl::expected<std::size_t, AudioFileError> readFfmpeg(AudioBuffer& buffer, std::size_t wanted);
+    static tl::expected<AudioFileReader, AudioFileError> openFfmpeg(const std::filesystem::path& path);
     // After a chunk came back short: readFailed if the decoder reports an error, else the data ends here.
     tl::expected<void, AudioFileError> endOfData();
 

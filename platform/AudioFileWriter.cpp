@@ -1,5 +1,7 @@
 #include "platform/AudioFileWriter.h"
 
+#include "platform/detail/AacFileEncoder.h"
+
 #include <sndfile.h>
 
 #include <algorithm>
@@ -61,9 +63,13 @@ std::int32_t quantised(float x, int bits) noexcept {
 
 struct AudioFileWriter::Handle {
     SNDFILE* file = nullptr;
+    std::unique_ptr<detail::AacFileEncoder> aac; // instead of `file` for the m4a container
     ~Handle() {
         if (file != nullptr) {
             sf_close(file); // a failure here cannot be reported; finish() is the checked way
+        }
+        if (aac != nullptr) {
+            (void)aac->finish(); // as above
         }
     }
 };
@@ -74,6 +80,9 @@ tl::expected<AudioFileWriter, AudioFileError> AudioFileWriter::open(const std::f
     if (!container) {
         return tl::unexpected(error(AudioFileErrorCode::unsupportedFormat,
                                     "Cannot write \"" + path.string() + "\": unknown file type"));
+    }
+    if (*container == AudioContainer::m4a) {
+        return openAac(path, settings);
     }
     const int format = sndfileFormat(*container, settings.sampleFormat);
     if (format == 0) {
@@ -113,8 +122,29 @@ AudioFileWriter::AudioFileWriter(AudioFileWriter&&) noexcept = default;
 AudioFileWriter& AudioFileWriter::operator=(AudioFileWriter&&) noexcept = default;
 AudioFileWriter::~AudioFileWriter() = default;
 
+tl::expected<AudioFileWriter, AudioFileError> AudioFileWriter::openAac(const std::filesystem::path& path,
+                                                                       const AudioWriteSettings& settings) {
+    const double rate = std::round(settings.sampleRate);
+    if (!(rate >= 8000.0 && rate <= 96000.0) || settings.channelCount < 1 || settings.channelCount > 8 ||
+        (settings.sampleFormat != AudioSampleFormat::compressed &&
+         settings.sampleFormat != AudioSampleFormat::int16)) {
+        return tl::unexpected(error(AudioFileErrorCode::unsupportedFormat,
+                                    "Cannot write \"" + path.string() + "\": format not supported"));
+    }
+    auto encoder =
+        detail::AacFileEncoder::open(path, static_cast<int>(rate), settings.channelCount, settings.bitRate);
+    if (!encoder) {
+        return tl::unexpected(encoder.error());
+    }
+    auto handle = std::make_unique<Handle>();
+    handle->aac = std::move(*encoder);
+    AudioFileFormat fileFormat{AudioContainer::m4a, AudioSampleFormat::compressed, rate,
+                               settings.channelCount};
+    return AudioFileWriter(path, std::move(handle), fileFormat);
+}
+
 bool AudioFileWriter::isFinished() const noexcept {
-    return handle_ == nullptr || handle_->file == nullptr;
+    return handle_ == nullptr || (handle_->file == nullptr && handle_->aac == nullptr);
 }
 
 tl::expected<void, AudioFileError> AudioFileWriter::write(const AudioBuffer& buffer) {
@@ -129,6 +159,17 @@ tl::expected<void, AudioFileError> AudioFileWriter::write(const AudioBuffer& buf
                                         " channels cannot go into a file of " + std::to_string(channels)));
     }
     const std::size_t frames = buffer.frameLength();
+    if (handle_->aac) {
+        planes_.resize(static_cast<std::size_t>(channels));
+        for (int c = 0; c < channels; ++c) {
+            planes_[static_cast<std::size_t>(c)] = buffer.channel(c);
+        }
+        auto written = handle_->aac->writePlanarFloat(planes_.data(), frames);
+        if (written) {
+            framesWritten_ += static_cast<std::int64_t>(frames);
+        }
+        return written;
+    }
     const std::size_t samples = frames * static_cast<std::size_t>(channels);
     sf_count_t written = 0;
     if (format_.sampleFormat == AudioSampleFormat::float32) {
@@ -174,6 +215,13 @@ AudioFileWriter::writeInterleavedInt16(std::span<const std::int16_t> samples) {
                                     std::to_string(samples.size()) + " samples do not make whole frames of " +
                                         std::to_string(channels) + " channels"));
     }
+    if (handle_->aac) {
+        auto written = handle_->aac->writeInterleavedInt16(samples);
+        if (written) {
+            framesWritten_ += static_cast<std::int64_t>(samples.size() / channels);
+        }
+        return written;
+    }
     const auto frames = static_cast<sf_count_t>(samples.size() / channels);
     const sf_count_t written = sf_writef_short(handle_->file, samples.data(), frames);
     framesWritten_ += std::max<sf_count_t>(written, 0);
@@ -188,6 +236,10 @@ AudioFileWriter::writeInterleavedInt16(std::span<const std::int16_t> samples) {
 tl::expected<void, AudioFileError> AudioFileWriter::finish() {
     if (isFinished()) {
         return {};
+    }
+    if (handle_->aac) {
+        auto encoder = std::move(handle_->aac);
+        return encoder->finish();
     }
     SNDFILE* file = std::exchange(handle_->file, nullptr);
     if (sf_close(file) != 0) {

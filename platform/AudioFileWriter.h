@@ -1,7 +1,8 @@
 #pragma once
-// Writes WAV, AIFF or FLAC from non-interleaved float buffers or from interleaved 16-bit integers.
-// One writer per thread at a time. Failures are AudioFileError values; finish() closes the file and
-// reports a failure to close, while the destructor finishes an unfinished file and ignores that failure.
+// Writes WAV, AIFF, FLAC (through libsndfile) or AAC in .m4a (through FFmpeg's libraries) from
+// non-interleaved float buffers or from interleaved 16-bit integers. One writer per thread at a time.
+// Failures are AudioFileError values; finish() closes the file and reports a failure to close, while the
+// destructor finishes an unfinished file and ignores that failure.
 
 #include "platform/AudioBuffer.h"
 #include "platform/AudioFileError.h"
@@ -19,12 +20,14 @@
 namespace orvane {
 
 struct AudioWriteSettings {
-    // Absent: taken from the path's extension (.wav, .aif/.aiff, .flac).
+    // Absent: taken from the path's extension (.wav, .aif/.aiff, .flac, .m4a/.mp4).
     std::optional<AudioContainer> container;
-    // int16, int24, int32 or float32 (WAV and AIFF); int16 or int24 (FLAC).
+    // int16, int24, int32 or float32 (WAV and AIFF); int16 or int24 (FLAC); compressed (m4a).
     AudioSampleFormat sampleFormat = AudioSampleFormat::int16;
     double sampleRate = 44100.0;
     int channelCount = 2;
+    // Bits per second of an AAC stream; 0 leaves it at 160,000. Ignored by the PCM containers.
+    int bitRate = 0;
 
     bool operator==(const AudioWriteSettings&) const = default;
 };
@@ -62,11 +65,14 @@ class AudioFileWriter final {
   private:
     struct Handle;
     AudioFileWriter(std::filesystem::path path, std::unique_ptr<Handle> handle, AudioFileFormat format);
+    static tl::expected<AudioFileWriter, AudioFileError> openAac(const std::filesystem::path& path,
+                                                                 const AudioWriteSettings& settings);
 
     std::filesystem::path path_;
     std::unique_ptr<Handle> handle_;
     AudioFileFormat format_;
     std::int64_t framesWritten_ = 0;
+    std::vector<const float*> planes_;         // channel pointers for the AAC encoder
     std::vector<std::int32_t> interleavedInt_; // scratch for integer formats, grows to the largest block
     std::vector<float> interleavedFloat_;      // scratch for float files
 };

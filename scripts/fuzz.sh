@@ -20,6 +20,7 @@ CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithD
 targets=(
     "orvane_delivery_DDPStreamFuzz delivery $seeds/ddp-stream"
     "orvane_delivery_CDTextFuzz delivery $seeds/cdtext"
+    "orvane_delivery_CUESheetFuzz delivery $seeds/cue-sheet"
     "fuzz_tag_reader metadata metadata/fuzz/corpus"
     "orvane_model_ProjectDecodeFuzz model $seeds/project"
 )

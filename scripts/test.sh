@@ -20,6 +20,8 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 cmake --preset asan
 cmake --build --preset asan -j "$jobs"
+# The browser test's driver (playwright-core, pinned by its lock file; it uses Debian's Chromium).
+npm ci --prefix delivery/tests/browser --no-audit --no-fund
 ctest --preset asan -j "$jobs"
 
 # The modules whose code runs on several threads, once more under ThreadSanitizer.

@@ -1,9 +1,11 @@
 // The fuzzers' seed corpus is made here from what our own writers produce, so the fuzzers start from
-// real DDPMS, PQDESCR, CDTEXT.BIN and project documents. Every seed must read back completely, or
+// real DDPMS, PQDESCR, CDTEXT.BIN, CUE sheets and project documents. Every seed must read back completely, or
 // it would only teach the fuzzer the error paths.
 
 #include "DDPFilesetFixture.h"
 #include "delivery/CDTextEncoder.h"
+#include "delivery/CUEExporter.h"
+#include "delivery/CUEImporter.h"
 #include "delivery/DDPReader.h"
 #include "delivery/DDPWriter.h"
 #include "model/DeliverySanitizing.h"
@@ -150,6 +152,13 @@ TEST(FuzzSeedCorpus, everyWrittenStreamAndDocumentReadsBackInFull) {
         const auto decoded = ProjectCoding::decode(document.at("project"));
         ASSERT_TRUE(decoded.has_value()) << decoded.error().description();
         EXPECT_EQ(*decoded, shape.project);
+
+        const std::string sheet = CUEExporter::cueText(shape.project, *positions, "image.wav");
+        const ParsedSheet parsedSheet = CUEImporter::parse(sheet);
+        ASSERT_EQ(parsedSheet.tracks.size(), positions->size());
+        for (std::size_t i = 0; i < positions->size(); ++i)
+            EXPECT_EQ(parsedSheet.tracks[i].index01, (*positions)[i].index01LBA) << i;
+        putSeed("cue-sheet", shape.name + ".cue", sheet);
 
         putSeed("ddp-stream", shape.name + "-pqdescr", pq);
         putSeed("ddp-stream", shape.name + "-ddpms", map);

@@ -1,4 +1,4 @@
-#include "engines/detail/ChildProcess.h"
+#include "platform/ChildProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,7 +11,7 @@
 
 extern char** environ;
 
-namespace orvane::detail {
+namespace orvane {
 
 namespace {
 
@@ -55,7 +55,8 @@ void drain(int outFd, int errFd, std::string& output, std::string& errorText) {
 } // namespace
 
 tl::expected<ChildProcessResult, std::string> runChildProcess(const std::filesystem::path& program,
-                                                              const std::vector<std::string>& arguments) {
+                                                              const std::vector<std::string>& arguments,
+                                                              const std::filesystem::path& workingDirectory) {
     Pipe out;
     Pipe err;
     int fds[2];
@@ -74,6 +75,8 @@ tl::expected<ChildProcessResult, std::string> runChildProcess(const std::filesys
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out.writeEnd, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err.writeEnd, STDERR_FILENO);
+    if (!workingDirectory.empty())
+        posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
 
     const std::string programText = program.string();
     std::vector<char*> argv;
@@ -107,4 +110,4 @@ tl::expected<ChildProcessResult, std::string> runChildProcess(const std::filesys
     return result;
 }
 
-} // namespace orvane::detail
+} // namespace orvane

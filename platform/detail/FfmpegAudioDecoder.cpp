@@ -1,0 +1,231 @@
+#include "platform/detail/FfmpegAudioDecoder.h"
+
+#include "platform/detail/FfmpegError.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace orvane::detail {
+
+namespace {
+
+AudioFileError failure(AudioFileErrorCode code, const std::filesystem::path& path, const std::string& what,
+                       int av) {
+    return AudioFileError{"AudioFile", code, what + " \"" + path.string() + "\": " + ffmpegErrorText(av)};
+}
+
+} // namespace
+
+struct FfmpegAudioDecoder::State {
+    std::filesystem::path path;
+    AVFormatContext* format = nullptr;
+    AVCodecContext* codec = nullptr;
+    SwrContext* convert = nullptr;
+    AVPacket* packet = nullptr;
+    AVFrame* frame = nullptr;
+    const AVCodec* decoder = nullptr;
+    int streamIndex = -1;
+    int channels = 0;
+    int rate = 0;
+    std::int64_t statedLength = 0;
+    std::int64_t position = 0;     // frames handed out (or dropped by a seek) since the start
+    std::vector<float> pending;    // decoded frames not yet handed out, channel after channel
+    std::size_t pendingFrames = 0; // frames in each channel's part of `pending`
+    std::size_t pendingUsed = 0;   // of them, already handed out
+    bool inputDone = false;        // the demuxer has no more packets; the decoder is being drained
+    bool ended = false;
+
+    ~State() {
+        av_frame_free(&frame);
+        av_packet_free(&packet);
+        swr_free(&convert);
+        avcodec_free_context(&codec);
+        avformat_close_input(&format);
+    }
+};
+
+namespace {
+
+// The decoder for the state's stream.
+int openCodec(FfmpegAudioDecoder::State& s) {
+    avcodec_free_context(&s.codec);
+    s.codec = avcodec_alloc_context3(s.decoder);
+    if (s.codec == nullptr)
+        return AVERROR(ENOMEM);
+    const AVStream* stream = s.format->streams[s.streamIndex];
+    if (const int rc = avcodec_parameters_to_context(s.codec, stream->codecpar); rc < 0)
+        return rc;
+    s.codec->pkt_timebase = stream->time_base;
+    return avcodec_open2(s.codec, s.decoder, nullptr);
+}
+
+} // namespace
+
+FfmpegAudioDecoder::FfmpegAudioDecoder(std::unique_ptr<State> state) : state_(std::move(state)) {}
+FfmpegAudioDecoder::~FfmpegAudioDecoder() = default;
+
+int FfmpegAudioDecoder::sampleRate() const noexcept {
+    return state_->rate;
+}
+int FfmpegAudioDecoder::channelCount() const noexcept {
+    return state_->channels;
+}
+std::int64_t FfmpegAudioDecoder::statedLengthFrames() const noexcept {
+    return state_->statedLength;
+}
+
+tl::expected<std::unique_ptr<FfmpegAudioDecoder>, AudioFileError>
+FfmpegAudioDecoder::open(const std::filesystem::path& path) {
+    quietFfmpegLog();
+    const std::string cannot = "Cannot open audio file";
+    auto s = std::make_unique<State>();
+    s->path = path;
+    int rc = avformat_open_input(&s->format, path.c_str(), nullptr, nullptr);
+    if (rc < 0)
+        return tl::unexpected(failure(AudioFileErrorCode::openFailed, path, cannot, rc));
+    if ((rc = avformat_find_stream_info(s->format, nullptr)) < 0)
+        return tl::unexpected(failure(AudioFileErrorCode::openFailed, path, cannot, rc));
+    const AVCodec* decoder = nullptr;
+    rc = av_find_best_stream(s->format, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+    if (rc < 0 || decoder == nullptr)
+        return tl::unexpected(
+            failure(AudioFileErrorCode::openFailed, path, cannot, rc < 0 ? rc : AVERROR_DECODER_NOT_FOUND));
+    s->streamIndex = rc;
+    s->decoder = decoder;
+    AVStream* stream = s->format->streams[s->streamIndex];
+    s->packet = av_packet_alloc();
+    s->frame = av_frame_alloc();
+    if (s->packet == nullptr || s->frame == nullptr)
+        return tl::unexpected(failure(AudioFileErrorCode::openFailed, path, cannot, AVERROR(ENOMEM)));
+    if ((rc = openCodec(*s)) < 0)
+        return tl::unexpected(failure(AudioFileErrorCode::openFailed, path, cannot, rc));
+    s->channels = s->codec->ch_layout.nb_channels;
+    s->rate = s->codec->sample_rate;
+    if (s->channels <= 0 || s->channels > 256 || s->rate <= 0)
+        return tl::unexpected(AudioFileError{"AudioFile", AudioFileErrorCode::openFailed,
+                                             cannot + " \"" + path.string() + "\": no channels or no rate"});
+    // Whatever the decoder's own sample format, reads deliver planar float at the same rate.
+    rc = swr_alloc_set_opts2(&s->convert, &s->codec->ch_layout, AV_SAMPLE_FMT_FLTP, s->rate,
+                             &s->codec->ch_layout, s->codec->sample_fmt, s->rate, 0, nullptr);
+    if (rc < 0 || (rc = swr_init(s->convert)) < 0)
+        return tl::unexpected(failure(AudioFileErrorCode::openFailed, path, cannot, rc));
+    if (stream->duration > 0 && stream->duration != AV_NOPTS_VALUE)
+        s->statedLength = av_rescale_q(stream->duration, stream->time_base, AVRational{1, s->rate});
+    else if (s->format->duration > 0)
+        s->statedLength = av_rescale(s->format->duration, s->rate, AV_TIME_BASE);
+    return std::unique_ptr<FfmpegAudioDecoder>(new FfmpegAudioDecoder(std::move(s)));
+}
+
+tl::expected<bool, AudioFileError> FfmpegAudioDecoder::decodeMore() {
+    State& s = *state_;
+    const std::string cannot = "Cannot read";
+    while (!s.ended) {
+        int rc = avcodec_receive_frame(s.codec, s.frame);
+        if (rc >= 0) {
+            const int frames = s.frame->nb_samples;
+            if (frames <= 0) {
+                av_frame_unref(s.frame);
+                continue;
+            }
+            s.pending.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(s.channels));
+            std::vector<std::uint8_t*> planes(static_cast<std::size_t>(s.channels));
+            for (int c = 0; c < s.channels; ++c)
+                planes[static_cast<std::size_t>(c)] = reinterpret_cast<std::uint8_t*>(
+                    s.pending.data() + static_cast<std::size_t>(c) * static_cast<std::size_t>(frames));
+            const int got = swr_convert(s.convert, planes.data(), frames,
+                                        const_cast<const std::uint8_t**>(s.frame->extended_data), frames);
+            av_frame_unref(s.frame);
+            if (got < 0)
+                return tl::unexpected(failure(AudioFileErrorCode::readFailed, s.path, cannot, got));
+            s.pendingFrames = static_cast<std::size_t>(frames);
+            s.pendingUsed = 0;
+            // The same rate in and out: the converter holds nothing back, so `got` equals `frames`.
+            s.pendingFrames = std::min(s.pendingFrames, static_cast<std::size_t>(got));
+            return true;
+        }
+        if (rc == AVERROR_EOF) {
+            s.ended = true;
+            break;
+        }
+        if (rc != AVERROR(EAGAIN))
+            return tl::unexpected(failure(AudioFileErrorCode::readFailed, s.path, cannot, rc));
+        if (s.inputDone) {
+            s.ended = true;
+            break;
+        }
+        rc = av_read_frame(s.format, s.packet);
+        if (rc == AVERROR_EOF) {
+            s.inputDone = true;
+            avcodec_send_packet(s.codec, nullptr); // drain what the decoder still holds
+            continue;
+        }
+        if (rc < 0)
+            return tl::unexpected(failure(AudioFileErrorCode::readFailed, s.path, cannot, rc));
+        if (s.packet->stream_index == s.streamIndex) {
+            rc = avcodec_send_packet(s.codec, s.packet);
+            av_packet_unref(s.packet);
+            if (rc < 0 && rc != AVERROR(EAGAIN))
+                return tl::unexpected(failure(AudioFileErrorCode::readFailed, s.path, cannot, rc));
+        } else {
+            av_packet_unref(s.packet);
+        }
+    }
+    return false;
+}
+
+tl::expected<std::size_t, AudioFileError> FfmpegAudioDecoder::read(float* const* planes, std::size_t frames) {
+    State& s = *state_;
+    std::size_t done = 0;
+    while (done < frames) {
+        if (s.pendingUsed == s.pendingFrames) {
+            auto more = decodeMore();
+            if (!more) {
+                s.position += static_cast<std::int64_t>(done);
+                return tl::unexpected(more.error());
+            }
+            if (!*more)
+                break;
+        }
+        const std::size_t take = std::min(frames - done, s.pendingFrames - s.pendingUsed);
+        if (planes != nullptr) {
+            for (int c = 0; c < s.channels; ++c)
+                std::copy_n(s.pending.data() + static_cast<std::size_t>(c) * s.pendingFrames + s.pendingUsed,
+                            take, planes[c] + done);
+        }
+        s.pendingUsed += take;
+        done += take;
+    }
+    s.position += static_cast<std::int64_t>(done);
+    return done;
+}
+
+tl::expected<void, AudioFileError> FfmpegAudioDecoder::seek(std::int64_t frame) {
+    if (frame < state_->position) {
+        // Back to the top by opening the file afresh: the demuxer's and the decoder's state after a
+        // seek differ from a fresh start in the first frames, and a read must give the same samples
+        // however the position was reached.
+        auto fresh = open(state_->path);
+        if (!fresh)
+            return tl::unexpected(
+                AudioFileError{"AudioFile", AudioFileErrorCode::seekFailed, fresh.error().message});
+        state_ = std::move((*fresh)->state_);
+    }
+    State& s = *state_;
+    // Forward: decode and drop. A null plane list makes read() count without copying.
+    const auto skipped = read(nullptr, static_cast<std::size_t>(frame - s.position));
+    if (!skipped)
+        return tl::unexpected(skipped.error());
+    return {};
+}
+
+} // namespace orvane::detail
