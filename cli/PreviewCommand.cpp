@@ -156,7 +156,6 @@ int runPreview(Args args) {
     const InterruptScope catchInterrupt;
     ProgressPrinter printer(stderr);
     try {
-        printer(0.0, "Rendering audio\u2026");
         std::filesystem::path result = PreviewExporter::exportPreview(
             project, *positions, format, options->outDir, trimmed(options->email), std::nullopt,
             [&](double f) { return printer(f, f < 0.7 ? "Rendering audio\u2026" : encoding); });

@@ -160,8 +160,11 @@ void encodeImage(const fs::path& from, std::int64_t byteLength, const fs::path& 
         fail(PreviewExportErrorCode::writeFailed,
              "Reading the disc image \"" + from.filename().string() + "\" failed: " + systemReason());
     auto writer = AudioFileWriter::open(to, settings);
-    if (!writer)
+    // Settings the writer cannot take are the format's fault; anything else is the file's.
+    if (!writer && writer.error().code == AudioFileErrorCode::unsupportedFormat)
         fail(PreviewExportErrorCode::bufferFailed, "Cannot create buffer format.");
+    if (!writer)
+        fail(PreviewExportErrorCode::writeFailed, writer.error().message);
     std::vector<std::int16_t> piece;
     try {
         piece.resize(static_cast<std::size_t>(std::min(byteLength, kPieceBytes) / 2));

@@ -37,6 +37,15 @@ struct PreviewExportError {
 
 namespace PreviewExporter {
 
+using Format = PreviewFormat;
+using Manifest = PreviewManifest;
+
+// The manifest of the project's disc (see PreviewManifests::build).
+inline Manifest buildManifest(const CDProject& project, const std::vector<TrackPosition>& positions,
+                              Format format, const std::string& audioFile, const std::string& approvalEmail) {
+    return PreviewManifests::build(project, positions, format, audioFile, approvalEmail);
+}
+
 // Answer false to stop; the operation then throws UserCancelledError.
 using Progress = std::function<bool(double fraction)>;
 

@@ -19,6 +19,9 @@ namespace orvane::detail {
 
 namespace {
 
+// How far behind the read position decoded audio is kept: a few codec frames.
+constexpr std::int64_t kHistoryFrames = 8192;
+
 AudioFileError failure(AudioFileErrorCode code, const std::filesystem::path& path, const std::string& what,
                        int av) {
     return AudioFileError{"AudioFile", code, what + " \"" + path.string() + "\": " + ffmpegErrorText(av)};
@@ -38,11 +41,18 @@ struct FfmpegAudioDecoder::State {
     int channels = 0;
     int rate = 0;
     std::int64_t statedLength = 0;
-    std::int64_t position = 0;     // frames handed out (or dropped by a seek) since the start
-    std::vector<float> pending;    // decoded frames not yet handed out, channel after channel
-    std::size_t pendingFrames = 0; // frames in each channel's part of `pending`
-    std::size_t pendingUsed = 0;   // of them, already handed out
-    bool inputDone = false;        // the demuxer has no more packets; the decoder is being drained
+    std::int64_t position = 0; // the next frame a read hands out, counted from the start
+    // Decoded audio, one vector per channel, from frame historyStart up to the newest decoded frame.
+    // It reaches back some way behind `position`, so that the short steps back of a reader that
+    // overlaps its reads cost no new decode from the top.
+    std::vector<std::vector<float>> history;
+    std::int64_t historyStart = 0;
+    std::vector<std::uint8_t*> planes; // scratch: where the converter writes, one pointer a channel
+
+    std::int64_t historyEnd() const {
+        return historyStart + static_cast<std::int64_t>(history.empty() ? 0 : history[0].size());
+    }
+    bool inputDone = false; // the demuxer has no more packets; the decoder is being drained
     bool ended = false;
 
     ~State() {
@@ -114,6 +124,8 @@ FfmpegAudioDecoder::open(const std::filesystem::path& path) {
     if (s->channels <= 0 || s->channels > 256 || s->rate <= 0)
         return tl::unexpected(AudioFileError{"AudioFile", AudioFileErrorCode::openFailed,
                                              cannot + " \"" + path.string() + "\": no channels or no rate"});
+    s->history.resize(static_cast<std::size_t>(s->channels));
+    s->planes.resize(s->history.size());
     // Whatever the decoder's own sample format, reads deliver planar float at the same rate.
     rc = swr_alloc_set_opts2(&s->convert, &s->codec->ch_layout, AV_SAMPLE_FMT_FLTP, s->rate,
                              &s->codec->ch_layout, s->codec->sample_fmt, s->rate, 0, nullptr);
@@ -137,20 +149,28 @@ tl::expected<bool, AudioFileError> FfmpegAudioDecoder::decodeMore() {
                 av_frame_unref(s.frame);
                 continue;
             }
-            s.pending.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(s.channels));
-            std::vector<std::uint8_t*> planes(static_cast<std::size_t>(s.channels));
-            for (int c = 0; c < s.channels; ++c)
-                planes[static_cast<std::size_t>(c)] = reinterpret_cast<std::uint8_t*>(
-                    s.pending.data() + static_cast<std::size_t>(c) * static_cast<std::size_t>(frames));
-            const int got = swr_convert(s.convert, planes.data(), frames,
+            // Keep at most kHistoryFrames behind the read position; drop the rest in one go, now and then.
+            const std::int64_t behind = s.position - s.historyStart;
+            if (behind > 2 * kHistoryFrames) {
+                const auto drop = static_cast<std::ptrdiff_t>(behind - kHistoryFrames);
+                for (auto& channel : s.history)
+                    channel.erase(channel.begin(), channel.begin() + drop);
+                s.historyStart += drop;
+            }
+            const std::size_t old = s.history[0].size();
+            for (int c = 0; c < s.channels; ++c) {
+                auto& channel = s.history[static_cast<std::size_t>(c)];
+                channel.resize(old + static_cast<std::size_t>(frames));
+                s.planes[static_cast<std::size_t>(c)] = reinterpret_cast<std::uint8_t*>(channel.data() + old);
+            }
+            const int got = swr_convert(s.convert, s.planes.data(), frames,
                                         const_cast<const std::uint8_t**>(s.frame->extended_data), frames);
             av_frame_unref(s.frame);
+            // The same rate in and out: the converter holds nothing back, so `got` equals `frames`.
+            for (auto& channel : s.history)
+                channel.resize(old + static_cast<std::size_t>(std::max(got, 0)));
             if (got < 0)
                 return tl::unexpected(failure(AudioFileErrorCode::readFailed, s.path, cannot, got));
-            s.pendingFrames = static_cast<std::size_t>(frames);
-            s.pendingUsed = 0;
-            // The same rate in and out: the converter holds nothing back, so `got` equals `frames`.
-            s.pendingFrames = std::min(s.pendingFrames, static_cast<std::size_t>(got));
             return true;
         }
         if (rc == AVERROR_EOF) {
@@ -187,33 +207,36 @@ tl::expected<std::size_t, AudioFileError> FfmpegAudioDecoder::read(float* const*
     State& s = *state_;
     std::size_t done = 0;
     while (done < frames) {
-        if (s.pendingUsed == s.pendingFrames) {
+        if (s.position == s.historyEnd()) {
             auto more = decodeMore();
-            if (!more) {
-                s.position += static_cast<std::int64_t>(done);
+            if (!more)
                 return tl::unexpected(more.error());
-            }
             if (!*more)
                 break;
+            continue;
         }
-        const std::size_t take = std::min(frames - done, s.pendingFrames - s.pendingUsed);
+        const auto from = static_cast<std::size_t>(s.position - s.historyStart);
+        const std::size_t take =
+            std::min(frames - done, static_cast<std::size_t>(s.historyEnd() - s.position));
         if (planes != nullptr) {
             for (int c = 0; c < s.channels; ++c)
-                std::copy_n(s.pending.data() + static_cast<std::size_t>(c) * s.pendingFrames + s.pendingUsed,
-                            take, planes[c] + done);
+                std::copy_n(s.history[static_cast<std::size_t>(c)].data() + from, take, planes[c] + done);
         }
-        s.pendingUsed += take;
+        s.position += static_cast<std::int64_t>(take);
         done += take;
     }
-    s.position += static_cast<std::int64_t>(done);
     return done;
 }
 
 tl::expected<void, AudioFileError> FfmpegAudioDecoder::seek(std::int64_t frame) {
-    if (frame < state_->position) {
-        // Back to the top by opening the file afresh: the demuxer's and the decoder's state after a
-        // seek differ from a fresh start in the first frames, and a read must give the same samples
-        // however the position was reached.
+    if (frame >= state_->historyStart && frame <= state_->historyEnd()) {
+        state_->position = frame; // still decoded
+        return {};
+    }
+    if (frame < state_->historyStart) {
+        // Further back: to the top by opening the file afresh. The demuxer's and the decoder's state
+        // after a seek differ from a fresh start in the first frames, and a read must give the same
+        // samples however the position was reached.
         auto fresh = open(state_->path);
         if (!fresh)
             return tl::unexpected(
