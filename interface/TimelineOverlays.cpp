@@ -221,4 +221,62 @@ bool flagHit(const MarkerFlag& flag, double x) {
     return x >= flag.x - 6.0 && x <= flag.x + 12.0;
 }
 
+namespace {
+
+Rect stripArea(double from, double to, double canvasHeight) {
+    const double top = TimelineGeometry::rulerStripTop(canvasHeight);
+    return {from, top, to - from, std::max(canvasHeight - top, 0.0)};
+}
+
+} // namespace
+
+std::vector<Flag> locatorFlags(std::optional<std::int64_t> loopStartFrame,
+                               std::optional<std::int64_t> loopEndFrame, std::optional<double> pinSeconds,
+                               double pps, double canvasHeight) {
+    std::vector<Flag> flags;
+    if (loopStartFrame && loopEndFrame) {
+        const double xs = Viewport::xOfFrame(*loopStartFrame, pps);
+        const double xe = Viewport::xOfFrame(*loopEndFrame, pps);
+        if (*loopStartFrame == *loopEndFrame) {
+            flags.push_back({xs, stripArea(xs - 11.0, xs + 11.0, canvasHeight), loopColor, "L"});
+        } else {
+            flags.push_back({xs, stripArea(xs - 5.0, xs + 11.0, canvasHeight), loopColor, "["});
+            flags.push_back({xe, stripArea(xe - 11.0, xe + 5.0, canvasHeight), loopColor, "]"});
+        }
+    }
+    if (pinSeconds) {
+        const double x = pps * *pinSeconds;
+        flags.push_back({x, stripArea(x - 8.0, x + 8.0, canvasHeight), pinColor, "PIN"});
+    }
+    return flags;
+}
+
+std::vector<Flag> indexFlags(const std::vector<MarkerFlag>& markers, double canvasHeight) {
+    std::vector<Flag> flags;
+    for (const MarkerFlag& m : markers) {
+        const bool index01 = m.kind == MarkerFlag::Kind::index01;
+        char label[24];
+        std::snprintf(label, sizeof label, "%02zu", index01 ? std::size_t{1} : m.ordinal + 2);
+        const Rect area = index01 ? stripArea(m.x - 7.0, m.x + 18.0, canvasHeight)
+                                  : stripArea(m.x - 6.0, m.x + 12.0, canvasHeight);
+        flags.push_back({m.x, area, indexColor, label});
+    }
+    return flags;
+}
+
+std::optional<Rect> loopBand(std::optional<std::int64_t> loopStartFrame,
+                             std::optional<std::int64_t> loopEndFrame, double pps, double canvasHeight) {
+    if (!loopStartFrame || !loopEndFrame || *loopStartFrame == *loopEndFrame) {
+        return std::nullopt;
+    }
+    const double a = Viewport::xOfFrame(std::min(*loopStartFrame, *loopEndFrame), pps);
+    const double b = Viewport::xOfFrame(std::max(*loopStartFrame, *loopEndFrame), pps);
+    return Rect{a, TimelineGeometry::topPad, b - a, std::max(canvasHeight - TimelineGeometry::topPad, 0.0)};
+}
+
+std::pair<Point, Point> playheadLine(double seconds, double pps, double canvasHeight) {
+    const double x = pps * seconds;
+    return {{x, 0.0}, {x, canvasHeight}};
+}
+
 } // namespace orvane::TimelineOverlays

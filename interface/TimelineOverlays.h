@@ -12,6 +12,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace orvane::TimelineOverlays {
@@ -90,5 +92,32 @@ std::vector<MarkerFlag> markerFlags(const CDProject& project, const std::vector<
                                     double pps);
 // Whether a press at x meets the flag: INDEX 01 in [X - 7, X + 18], a sub-index in [X - 6, X + 12].
 bool flagHit(const MarkerFlag& flag, double x);
+
+// --- Locators: the loop, the pin, the playhead ---
+inline constexpr Rgba loopColor{1.0f, 0.75f, 0.0f, 1.0f}; // amber, as the bar's "LOOP"
+inline constexpr Rgba pinColor{0.69f, 0.42f, 1.0f, 1.0f}; // purple, as the bar's "PIN"
+inline constexpr Rgba indexColor{0.3f, 0.8f, 1.0f, 1.0f};
+inline constexpr Rgba playheadColor{1.0f, 0.25f, 0.2f, 1.0f};
+
+// A flag standing in the ruler strip: its stem at x from the lane's top down to the canvas's
+// bottom, and the area that answers a press (the same the canvas hit-tests).
+struct Flag {
+    double x = 0.0;
+    Rect hitArea;
+    Rgba color;
+    std::string label;
+    bool operator==(const Flag&) const = default;
+};
+// The loop's flags (one when its edges are equal) and the pin's, for a canvas `canvasHeight` high.
+std::vector<Flag> locatorFlags(std::optional<std::int64_t> loopStartFrame,
+                               std::optional<std::int64_t> loopEndFrame, std::optional<double> pinSeconds,
+                               double pps, double canvasHeight);
+// The INDEX 01 ("01") and sub-index ("02"...) flags of unlocked tracks.
+std::vector<Flag> indexFlags(const std::vector<MarkerFlag>& flags, double canvasHeight);
+// The band between the loop's edges, over the lane and the ruler; nothing without two distinct edges.
+std::optional<Rect> loopBand(std::optional<std::int64_t> loopStartFrame,
+                             std::optional<std::int64_t> loopEndFrame, double pps, double canvasHeight);
+// The playhead's line from the canvas's top to its bottom.
+std::pair<Point, Point> playheadLine(double seconds, double pps, double canvasHeight);
 
 } // namespace orvane::TimelineOverlays

@@ -1,5 +1,6 @@
 #include "interface/WaveformDrawing.h"
 
+#include "analysis/WaveformGenerator.h"
 #include "model/BezierFade.h"
 #include "model/CDTrack.h"
 #include "model/GainEvaluator.h"
@@ -240,6 +241,108 @@ std::vector<Quad> samplesStrip(const SamplesInput& in) {
             Quad{{{a.x + nx, a.y + ny}, {b.x + nx, b.y + ny}, {b.x - nx, b.y - ny}, {a.x - nx, a.y - ny}}});
     }
     return out;
+}
+
+double pointsPerPixel(double fileRate, double pps) {
+    return pps > 0 ? fileRate / pps : 0.0;
+}
+
+Scaling scalingFor(const CDTrack& shown, const GainTable* gain, double amplitudeZoom) {
+    Scaling s;
+    s.fades = fadeShape(shown);
+    s.gain = gain;
+    s.effectiveLengthSamples = shown.effectiveLength().totalFrames * RedBook::samplesPerFrame;
+    s.amplitudeZoom = amplitudeZoom;
+    return s;
+}
+
+namespace {
+
+constexpr double discRate = static_cast<double>(RedBook::sampleRate);
+
+// Disc samples as frames of the file; multiplied before dividing, so that whole values stay whole.
+double nativeFrames(std::int64_t discSamples, double fileRate) {
+    return static_cast<double>(discSamples) * fileRate / discRate;
+}
+
+std::int64_t trimmedSourceSamples(const CDTrack& t) {
+    return std::max<std::int64_t>(t.sourceAudioSamples - t.trimStartSamples - t.trimEndSamples, 0);
+}
+
+} // namespace
+
+PeaksInput peaksInputFor(const CDTrack& shown, const std::vector<float>& peaks, double fileRate,
+                         double audioStartX, double pps, double dirtyMinX, double dirtyMaxX,
+                         const Scaling& scaling) {
+    PeaksInput in;
+    in.peaks = &peaks;
+    in.scaling = scaling;
+    in.audioStartX = audioStartX;
+    in.localStart = dirtyMinX - audioStartX;
+    in.localEnd = dirtyMaxX - audioStartX;
+    if (!(fileRate > 0) || !(pps > 0)) {
+        return in;
+    }
+    const auto bucket = static_cast<double>(WaveformGenerator::samplesPerBucket);
+    in.bucketsPerPixel = fileRate / pps / bucket;
+    in.samplesPerBucket = bucket * discRate / fileRate;
+    in.trimStartBuckets =
+        static_cast<std::int64_t>(std::floor(nativeFrames(shown.trimStartSamples, fileRate) / bucket));
+    in.effectiveBuckets =
+        static_cast<std::int64_t>(std::ceil(nativeFrames(trimmedSourceSamples(shown), fileRate) / bucket));
+    return in;
+}
+
+std::pair<std::int64_t, std::int64_t> visibleNativeRange(const CDTrack& shown, double fileRate,
+                                                         double audioStartX, double pps, double dirtyMinX,
+                                                         double dirtyMaxX) {
+    if (!(fileRate > 0) || !(pps > 0)) {
+        return {0, 0};
+    }
+    const double first = nativeFrames(shown.trimStartSamples, fileRate);
+    const double last = first + nativeFrames(trimmedSourceSamples(shown), fileRate);
+    const double perPixel = fileRate / pps;
+    const double from = std::clamp(first + (dirtyMinX - audioStartX) * perPixel, first, last);
+    const double to = std::clamp(first + (dirtyMaxX - audioStartX) * perPixel, first, last);
+    return {static_cast<std::int64_t>(std::floor(from)), static_cast<std::int64_t>(std::ceil(to))};
+}
+
+SamplesInput samplesInputFor(const CDTrack& shown, const std::vector<float>& window, std::int64_t windowStart,
+                             double fileRate, double audioStartX, double pps, double dirtyMinX,
+                             double dirtyMaxX, double top, double height, const Scaling& scaling) {
+    SamplesInput in;
+    in.samples = &window;
+    in.audioStartX = audioStartX;
+    in.localStart = dirtyMinX - audioStartX;
+    in.localEnd = dirtyMaxX - audioStartX;
+    in.top = top;
+    in.height = height;
+    in.scaling = scaling;
+    if (!(fileRate > 0) || !(pps > 0)) {
+        return in;
+    }
+    in.bufferAtAudioStart = nativeFrames(shown.trimStartSamples, fileRate) - static_cast<double>(windowStart);
+    in.bufferPerPixel = fileRate / pps;
+    in.discSamplesPerPixel = discRate / pps;
+    return in;
+}
+
+std::vector<Slot> withCrossfadeGain(std::vector<Slot> slots, double overlapMinX, double overlapMaxX,
+                                    float curve, CrossfadeSide side) {
+    const double width = overlapMaxX - overlapMinX;
+    for (Slot& s : slots) {
+        const double centre = s.x + 0.5 * slotPx;
+        if (centre < overlapMinX || centre > overlapMaxX) {
+            continue;
+        }
+        // A zero-length overlap counts as complete.
+        const auto x = width > 0 ? static_cast<float>((centre - overlapMinX) / width) : 1.0f;
+        const auto gains = TrackGain::crossfadeGains(x, curve);
+        const float g = side == CrossfadeSide::outgoing ? gains.out : gains.fadeIn;
+        s.maxValue *= g;
+        s.minValue *= g;
+    }
+    return slots;
 }
 
 } // namespace orvane::WaveformDrawing

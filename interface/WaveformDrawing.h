@@ -8,6 +8,7 @@
 #include "interface/DrawPrimitives.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace orvane {
@@ -116,6 +117,34 @@ bool samplesLineMode(double bufferPerPixel);
 // its centre, at least minThicknessPx tall), or one segment a slot from its centre to the next,
 // minThicknessPx wide at a right angle to the segment.
 std::vector<Quad> samplesStrip(const SamplesInput& in);
+
+// --- One track's draw, from its record ---
+
+// Source samples under one screen point: the measure that chooses the path.
+double pointsPerPixel(double fileRate, double pps);
+// The fades, gain and zoom of a track as shown (pass the canvas's mirrored track during a drag).
+Scaling scalingFor(const CDTrack& shown, const GainTable* gain, double amplitudeZoom);
+// The peaks draw of a track whose effective audio starts at `audioStartX`, over the dirty span
+// [dirtyMinX, dirtyMaxX) of the canvas. Peaks are one pair per 32 frames of the file at `fileRate`.
+PeaksInput peaksInputFor(const CDTrack& shown, const std::vector<float>& peaks, double fileRate,
+                         double audioStartX, double pps, double dirtyMinX, double dirtyMaxX,
+                         const Scaling& scaling);
+// The file frames (at its own rate) that the dirty span shows, first and one past the last, within
+// the effective audio: what to ask of the sample window cache.
+std::pair<std::int64_t, std::int64_t> visibleNativeRange(const CDTrack& shown, double fileRate,
+                                                         double audioStartX, double pps, double dirtyMinX,
+                                                         double dirtyMaxX);
+// The samples draw of a track from a window of mono samples starting at file frame `windowStart`.
+SamplesInput samplesInputFor(const CDTrack& shown, const std::vector<float>& window, std::int64_t windowStart,
+                             double fileRate, double audioStartX, double pps, double dirtyMinX,
+                             double dirtyMaxX, double top, double height, const Scaling& scaling);
+
+// The crossfade law over an overlap from overlapMinX to overlapMaxX: the outgoing track's slots
+// scaled by its falling gain, or the incoming track's by its rising one, so that mixSlots of both
+// shows the sum the listener hears. Slots outside the overlap are left as they are.
+enum class CrossfadeSide { outgoing, incoming };
+std::vector<Slot> withCrossfadeGain(std::vector<Slot> slots, double overlapMinX, double overlapMaxX,
+                                    float curve, CrossfadeSide side);
 
 } // namespace WaveformDrawing
 

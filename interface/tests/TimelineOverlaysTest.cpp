@@ -2,6 +2,7 @@
 
 #include "interface/TimelineOverlays.h"
 
+#include "interface/TimelineHitTest.h"
 #include "interface/TimelineScroller.h"
 
 #include <gtest/gtest.h>
@@ -142,6 +143,42 @@ TEST(TimelineScroller, followingThePlayheadByScrollMode) {
     // Centre mode lands on the device's pixel grid and ignores a move below 0.001.
     EXPECT_EQ(TimelineScroller::follow(ScrollMode::center, 10.0, 0.0, 142.0123, view, true).scrollTo, 1020.0);
     EXPECT_FALSE(TimelineScroller::follow(ScrollMode::center, 10.0, 0.0, 140.0, view, true).scrollTo);
+}
+
+TEST(TimelineOverlays, drawnFlagsAnswerWhereTheCanvasHitTestsThem) {
+    CDProject project;
+    project.tracks = {CDTrack::make("A", std::nullopt, 150, 3000 * 588)};
+    project.tracks[0].indexLocked = false;
+    project.tracks[0].subIndexFrames = {1500};
+    const std::vector<TrackPosition> positions{{1, 0, 150, 3150, 150, 3150}};
+    CanvasHitContext c;
+    c.project = &project;
+    c.positions = &positions;
+    c.pps = 75.0;
+    c.canvasHeight = 200.0;
+    c.loopStartFrame = 600;
+    c.loopEndFrame = 1000;
+    c.pinSeconds = 30.0;
+    std::vector<Flag> flags =
+        locatorFlags(c.loopStartFrame, c.loopEndFrame, c.pinSeconds, c.pps, c.canvasHeight);
+    const auto index = indexFlags(markerFlags(project, positions, c.pps), c.canvasHeight);
+    flags.insert(flags.end(), index.begin(), index.end());
+    ASSERT_EQ(flags.size(), 5u);
+    const std::vector<CanvasHit::Zone> zones{CanvasHit::Zone::loopStart, CanvasHit::Zone::loopEnd,
+                                             CanvasHit::Zone::pin, CanvasHit::Zone::index01Flag,
+                                             CanvasHit::Zone::subIndexFlag};
+    for (std::size_t i = 0; i < flags.size(); ++i) {
+        const Rect& a = flags[i].hitArea;
+        EXPECT_DOUBLE_EQ(a.y, 150.0);
+        EXPECT_EQ(TimelineHitTest::hitTest(c, a.x, 170.0, 1).zone, zones[i]) << i;
+        EXPECT_EQ(TimelineHitTest::hitTest(c, a.maxX(), 170.0, 1).zone, zones[i]) << i;
+        EXPECT_NE(TimelineHitTest::hitTest(c, a.maxX() + 0.5, 170.0, 1).zone, zones[i]) << i;
+    }
+    EXPECT_EQ(flags[4].label, "02");
+    EXPECT_EQ(loopBand(600, 1000, 75.0, 200.0), (Rect{600.0, 10.0, 400.0, 190.0}));
+    EXPECT_FALSE(loopBand(600, 600, 75.0, 200.0));
+    // Equal edges draw one flag.
+    EXPECT_EQ(locatorFlags(600, 600, std::nullopt, 75.0, 200.0).size(), 1u);
 }
 
 } // namespace

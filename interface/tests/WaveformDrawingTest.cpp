@@ -148,5 +148,52 @@ TEST(WaveformDrawing, aCrossfadeMixAddsBothTracksSlotBySlot) {
     EXPECT_EQ(mix[2], in[1]);
 }
 
+TEST(WaveformDrawing, aTracksPeaksDrawSkipsItsTrimAtTheFilesOwnRate) {
+    // A 48 kHz file: one bucket is 32 frames, 29.4 disc samples; at 48000 / 32 / 1500 buckets a point,
+    // one second of audio is 1500 points.
+    CDTrack t = CDTrack::make("A", std::nullopt, 150, 441000); // 10 s
+    t.trimStartSamples = 44100;                                // 1 s = 1500 buckets at 48 kHz
+    std::vector<float> peaks(2 * 15000, 0.0f);
+    peaks[2 * 1500 + 1] = 0.8f; // the first bucket after the trim
+    const Scaling scaling = scalingFor(t, nullptr, 1.0);
+    const PeaksInput in = peaksInputFor(t, peaks, 48000.0, 100.0, 1500.0, 100.0, 101.0, scaling);
+    EXPECT_EQ(in.trimStartBuckets, 1500);
+    EXPECT_EQ(in.effectiveBuckets, 13500);
+    EXPECT_DOUBLE_EQ(in.bucketsPerPixel, 1.0);
+    EXPECT_NEAR(in.samplesPerBucket, 29.4, 1e-12);
+    const auto slots = peaksSlots(in);
+    ASSERT_EQ(slots.size(), 2u);
+    EXPECT_FLOAT_EQ(slots[0].maxValue, 0.8f);
+    EXPECT_EQ(pointsPerPixel(48000.0, 1500.0), 32.0);
+
+    // The same span of the file for the sample window: from the trim on, clipped to the audio.
+    EXPECT_EQ(visibleNativeRange(t, 48000.0, 100.0, 1500.0, 0.0, 101.0),
+              (std::pair<std::int64_t, std::int64_t>(48000, 48032)));
+    const std::vector<float> window(64, 0.5f);
+    const SamplesInput samples =
+        samplesInputFor(t, window, 47990, 48000.0, 100.0, 1500.0, 100.0, 101.0, 0, 100, scaling);
+    EXPECT_DOUBLE_EQ(samples.bufferAtAudioStart, 10.0);
+    EXPECT_DOUBLE_EQ(samples.bufferPerPixel, 32.0);
+}
+
+TEST(WaveformDrawing, theCrossfadeLawScalesEachSideAcrossTheOverlap) {
+    const std::vector<Slot> flat{
+        {0.0, 1.0f, -1.0f}, {49.75, 1.0f, -1.0f}, {99.75, 1.0f, -1.0f}, {150.0, 1.0f, -1.0f}};
+    const auto out = withCrossfadeGain(flat, 0.0, 100.0, 0.0f, CrossfadeSide::outgoing);
+    const auto in = withCrossfadeGain(flat, 0.0, 100.0, 0.0f, CrossfadeSide::incoming);
+    EXPECT_NEAR(out[0].maxValue, 0.9975f, 1e-6);
+    EXPECT_NEAR(out[1].maxValue, 0.5f, 1e-6);
+    EXPECT_NEAR(in[1].minValue, -0.5f, 1e-6);
+    EXPECT_EQ(out[3], flat[3]) << "outside the overlap nothing changes";
+    // At curve 0 the two gains sum to one: a steady signal draws at a steady level through the mix.
+    const auto mix = mixSlots(out, in);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_NEAR(mix[i].maxValue, 1.0f, 1e-6);
+    }
+    // Equal power at curve 1: each side at the middle is 0.7071.
+    EXPECT_NEAR(withCrossfadeGain(flat, 0.0, 100.0, 1.0f, CrossfadeSide::incoming)[1].maxValue, 0.70711f,
+                1e-5);
+}
+
 } // namespace
 } // namespace orvane
