@@ -105,6 +105,11 @@ void TimelineCanvas::redrawTrack(const Uuid& trackID) {
 // --- Presses ---
 
 void TimelineCanvas::pointerDown(const PointerEvent& event) {
+    // A release the toolkit never delivered (the pointer left the window) ends the open gesture here,
+    // so that no group stays open.
+    if (!isNone(dragMode_) || scrubActive_) {
+        pointerUp(event);
+    }
     lastPointerX_ = event.x;
     hasDragged_ = false;
     if (event.button == PointerButton::secondary) {

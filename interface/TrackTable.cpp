@@ -611,4 +611,95 @@ std::string multiFieldPrompt(std::string_view field) {
            " is applied to every selected track. Leave the field empty to clear it.";
 }
 
+bool acceptDrop(WorkspaceState& ws, const std::vector<SpreadsheetRow>& rows,
+                const std::vector<std::size_t>& dragged, std::size_t dropRow) {
+    std::set<std::size_t> from;
+    for (std::size_t i : dragged) {
+        if (i < rows.size()) {
+            if (const auto* t = std::get_if<TrackRow>(&rows[i])) {
+                from.insert(t->trackIndex);
+            }
+        }
+    }
+    if (from.empty()) {
+        return false;
+    }
+    // The drop lands before the first track row at or after it; past the last row is the end.
+    std::size_t to = ws.project().tracks.size();
+    for (std::size_t r = dropRow; r < rows.size(); ++r) {
+        if (const auto* t = std::get_if<TrackRow>(&rows[r])) {
+            to = t->trackIndex;
+            break;
+        }
+    }
+    ws.withUndoGroup([&] { ws.reorderTracks(from, to); });
+    return true;
+}
+
+SRCMark srcMark(bool needsSRC, const std::optional<SRCCacheState>& state) {
+    if (!needsSRC) {
+        return {};
+    }
+    if (state == SRCCacheState::rendering) {
+        return {SRCMark::Look::amber, "Building SRC cache…", true, false};
+    }
+    if (state == SRCCacheState::ready) {
+        return {SRCMark::Look::green, "SRC engine cache ready", false, false};
+    }
+    return {SRCMark::Look::red, "SRC cache not built — click to build this take", false, true};
+}
+
+std::vector<MenuItem> contextMenu(const SpreadsheetRow& row, bool srcHybrid, bool vinylView,
+                                  const std::vector<std::string>& otherSides) {
+    std::vector<MenuItem> items;
+    if (std::holds_alternative<VersionRow>(row)) {
+        return {{"Replace…", {}}, {"Delete", {}}, {"Analyze Loudness (R128)", {}}};
+    }
+    if (!std::holds_alternative<TrackRow>(row)) {
+        return items;
+    }
+    items = {{"Replace…", {}}, {"Delete", {}}, {"", {}}, {"Analyze Loudness (R128)", {}}};
+    if (srcHybrid) {
+        items.push_back({"SRC Phase", {"Linear", "Minimum"}});
+    }
+    if (vinylView) {
+        for (const std::string& side : otherSides) {
+            items.push_back({"Move to " + side, {}});
+        }
+        items.push_back({"Not on Vinyl", {}});
+    }
+    return items;
+}
+
+ColumnVisibility::ColumnVisibility() {
+    for (const TableColumn& c : kColumns) {
+        shown_.emplace(std::string(c.identifier), true);
+    }
+}
+
+bool ColumnVisibility::isShown(std::string_view identifier) const {
+    const auto it = shown_.find(identifier);
+    return it != shown_.end() && it->second;
+}
+
+void ColumnVisibility::toggle(std::string_view identifier) {
+    const auto it = shown_.find(identifier);
+    if (it != shown_.end()) {
+        it->second = !it->second;
+    }
+}
+
+void ColumnVisibility::applyVinyl(bool vinyl) {
+    if (vinyl && !saved_) {
+        saved_ = shown_;
+        // A record carries no ISRC and no PQ flags.
+        for (std::string_view hidden : {"isrc", "flags"}) {
+            shown_[std::string(hidden)] = false;
+        }
+    } else if (!vinyl && saved_) {
+        shown_ = std::move(*saved_);
+        saved_.reset();
+    }
+}
+
 } // namespace orvane::TrackTable

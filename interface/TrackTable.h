@@ -6,6 +6,7 @@
 // answer(). Main thread only.
 
 #include "model/CDProject.h"
+#include "model/ProjectEnums.h"
 #include "model/TrackPosition.h"
 #include "model/TrackVersion.h"
 #include "model/Uuid.h"
@@ -161,6 +162,49 @@ bool multiToggleTarget(const std::vector<bool>& flags);
 // "Performer… for 3 tracks".
 std::string multiFieldMenuTitle(std::string_view field, std::size_t count);
 std::string multiFieldPrompt(std::string_view field);
+
+// --- Reorder ---
+// A drop of the dragged rows between rows on the disc view: the dragged tracks move, in running
+// order, to stand before the track of row `dropRow` (rows.size() is the end). One undo step.
+// Returns false when nothing movable was dragged.
+bool acceptDrop(WorkspaceState& ws, const std::vector<SpreadsheetRow>& rows,
+                const std::vector<std::size_t>& dragged, std::size_t dropRow);
+
+// --- SRC and menus ---
+struct SRCMark {
+    enum class Look { hidden, red, amber, green };
+    Look look = Look::hidden;
+    std::string tooltip;
+    bool pulsing = false;
+    bool clickBuilds = false; // a click builds that row's cache
+    bool operator==(const SRCMark&) const = default;
+};
+// The state mark of a row's source: hidden for a source already at 44.1 kHz.
+SRCMark srcMark(bool needsSRC, const std::optional<SRCCacheState>& state);
+
+struct MenuItem {
+    std::string title; // "" for a separator
+    std::vector<std::string> submenu;
+    bool operator==(const MenuItem&) const = default;
+};
+// The context menu of the row under the pointer; `otherSides` are the labels of the sides the track
+// may move to on the vinyl view.
+std::vector<MenuItem> contextMenu(const SpreadsheetRow& row, bool srcHybrid, bool vinylView,
+                                  const std::vector<std::string>& otherSides);
+
+// Which columns are shown. Entering the vinyl view keeps the disc view's choice and hides the
+// CD-only columns; leaving it puts the choice back.
+class ColumnVisibility final {
+  public:
+    ColumnVisibility();
+    bool isShown(std::string_view identifier) const;
+    void toggle(std::string_view identifier);
+    void applyVinyl(bool vinyl);
+
+  private:
+    std::map<std::string, bool, std::less<>> shown_;
+    std::optional<std::map<std::string, bool, std::less<>>> saved_;
+};
 
 } // namespace TrackTable
 

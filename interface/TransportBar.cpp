@@ -187,4 +187,16 @@ std::optional<double> VolumeKnob::takeWheelCommit() {
     return value_;
 }
 
+MasterBarTier barTier(double windowWidth, const std::optional<std::vector<double>>& groupWidths,
+                      double spacing) {
+    if (!groupWidths || groupWidths->empty()) {
+        return MasterBarTier::single;
+    }
+    double needed = spacing * static_cast<double>(groupWidths->size() - 1);
+    for (double w : *groupWidths) {
+        needed += w;
+    }
+    return needed - tierSlackPoints > windowWidth ? MasterBarTier::twoRow : MasterBarTier::single;
+}
+
 } // namespace orvane::TransportBar

@@ -94,6 +94,14 @@ inline constexpr std::string_view knobTooltip = "Monitor volume (double-click = 
 inline constexpr std::string_view knobScrubTooltip =
     "Scrub level — % of monitor volume (right-click knob to exit)";
 
+// --- Tiers ---
+enum class MasterBarTier { single, twoRow };
+inline constexpr double tierSlackPoints = 12.0;
+// Two rows when the bar's groups, with their spacing, less 12 points of slack, don't fit the
+// window; one row until the groups' widths are known.
+MasterBarTier barTier(double windowWidth, const std::optional<std::vector<double>>& groupWidths,
+                      double spacing);
+
 } // namespace TransportBar
 
 } // namespace orvane

@@ -376,5 +376,18 @@ TEST_F(TimelineCanvasTest, aPreviewTakesNoEditGestures) {
     EXPECT_EQ(engine->calls.front(), "seek(2)");
 }
 
+TEST_F(TimelineCanvasTest, aLostReleaseEndsTheGestureAtTheNextPress) {
+    useTwoTracks();
+    canvas->pointerDown(at(150, laneTop));
+    canvas->pointerDragged(at(225, laneTop));
+    EXPECT_EQ(ws->interactiveDepth(), 1);
+    canvas->pointerDown(at(750, rulerY)); // the toolkit never told of the release
+    canvas->pointerUp(at(750, rulerY));
+    endTurn();
+    EXPECT_EQ(ws->interactiveDepth(), 0);
+    EXPECT_EQ(trackAt(0).fadeInSamples, 44100);
+    EXPECT_EQ(undoDepth(), 1);
+}
+
 } // namespace
 } // namespace orvane::testing

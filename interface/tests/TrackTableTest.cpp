@@ -230,5 +230,55 @@ TEST(TrackTableBulk, togglesClearOnlyWhenEveryTrackHasTheFlag) {
     EXPECT_EQ(multiFieldMenuTitle("performer", 3), "Performer… for 3 tracks");
 }
 
+TEST_F(TrackTableTest, aDropMovesTheDraggedTracksAndTheLeadInGoesToTheNewFirst) {
+    CDTrack b = track("B", 3000, 300);
+    useTracks({track("A", 3000), b, track("C", 3000, 75)});
+    const auto rows = computeRows(ws->project(), {}, false);
+    ASSERT_TRUE(acceptDrop(*ws, rows, {0}, rows.size()));
+    endTurn();
+    EXPECT_EQ(trackAt(0).title, "B");
+    EXPECT_EQ(trackAt(2).title, "A");
+    EXPECT_EQ(trackAt(0).preGap.totalFrames, 300) << "a longer gap than the lead-in stays";
+    EXPECT_EQ(ws->trackPositions()[0].index01LBA, 300);
+    ws->undo();
+    endTurn();
+    EXPECT_EQ(trackAt(0).title, "A");
+    // C to the front takes the 150-frame lead-in: its own 75 frames are too short for track 1.
+    ASSERT_TRUE(acceptDrop(*ws, computeRows(ws->project(), {}, false), {2}, 0));
+    EXPECT_EQ(trackAt(0).title, "C");
+    EXPECT_EQ(trackAt(0).preGap.totalFrames, 150);
+    EXPECT_FALSE(acceptDrop(*ws, {SideHeaderRow{0, "Side A"}}, {0}, 0));
+}
+
+TEST(TrackTableMarks, srcMarksAndMenusFollowTheRowAndTheMode) {
+    EXPECT_EQ(srcMark(false, SRCCacheState::ready).look, SRCMark::Look::hidden);
+    const SRCMark missing = srcMark(true, std::nullopt);
+    EXPECT_EQ(missing.look, SRCMark::Look::red);
+    EXPECT_TRUE(missing.clickBuilds);
+    EXPECT_EQ(missing.tooltip, "SRC cache not built — click to build this take");
+    EXPECT_TRUE(srcMark(true, SRCCacheState::rendering).pulsing);
+    EXPECT_EQ(srcMark(true, SRCCacheState::ready).tooltip, "SRC engine cache ready");
+
+    const SpreadsheetRow row = TrackRow{0, CDTrack::make("A", std::nullopt, 150, 588)};
+    auto menu = contextMenu(row, false, false, {});
+    ASSERT_EQ(menu.size(), 4u);
+    EXPECT_EQ(menu[2].title, "") << "a separator before the analysis";
+    menu = contextMenu(row, true, true, {"Side B"});
+    ASSERT_EQ(menu.size(), 7u);
+    EXPECT_EQ(menu[4].submenu, (std::vector<std::string>{"Linear", "Minimum"}));
+    EXPECT_EQ(menu[5].title, "Move to Side B");
+    EXPECT_EQ(menu[6].title, "Not on Vinyl");
+
+    ColumnVisibility columns;
+    columns.toggle("composer");
+    columns.applyVinyl(true);
+    EXPECT_FALSE(columns.isShown("isrc"));
+    EXPECT_FALSE(columns.isShown("composer"));
+    columns.toggle("composer");
+    columns.applyVinyl(false);
+    EXPECT_TRUE(columns.isShown("isrc"));
+    EXPECT_FALSE(columns.isShown("composer")) << "the disc view's own choice comes back";
+}
+
 } // namespace
 } // namespace orvane::testing

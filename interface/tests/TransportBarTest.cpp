@@ -92,5 +92,12 @@ TEST(TransportBarKnob, aDragSpans190PointsAfterATwoPointDeadZone) {
     EXPECT_FALSE(knob.takeWheelCommit());
 }
 
+TEST(TransportBarTier, stacksTheGroupsOnlyWhenTheyDontFitWithTheSlack) {
+    EXPECT_EQ(barTier(500.0, std::nullopt, 8.0), MasterBarTier::single);
+    const std::vector<double> groups{200.0, 300.0}; // 508 points with the spacing
+    EXPECT_EQ(barTier(496.0, groups, 8.0), MasterBarTier::single);
+    EXPECT_EQ(barTier(495.0, groups, 8.0), MasterBarTier::twoRow);
+}
+
 } // namespace
 } // namespace orvane::testing
