@@ -85,6 +85,22 @@ std::size_t isrcCount(const CDProject& project) {
                       [](const CDTrack& t) { return t.isrc.has_value() && !t.isrc->empty(); }));
 }
 
+std::string cacheSizeText(std::uint64_t bytes) {
+    if (bytes < 1000) {
+        return "SRC Cache: " + std::to_string(bytes) + " bytes";
+    }
+    const char* units[] = {"KB", "MB", "GB", "TB"};
+    double value = static_cast<double>(bytes) / 1000.0;
+    std::size_t unit = 0;
+    while (value >= 1000.0 && unit + 1 < std::size(units)) {
+        value /= 1000.0;
+        ++unit;
+    }
+    char text[48];
+    std::snprintf(text, sizeof text, "SRC Cache: %.1f %s", value, units[unit]);
+    return text;
+}
+
 namespace {
 
 template <typename Pick> bool tracksDiffer(const CDProject& project, Pick pick) {

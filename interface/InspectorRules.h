@@ -36,6 +36,8 @@ std::string discTotalText(const std::vector<TrackPosition>& positions); // "%d:%
 inline constexpr std::string_view discTotalMax = "/ max 79:57";
 inline constexpr std::string_view trackCountMax = "/ max 99";
 std::size_t isrcCount(const CDProject& project);
+// "SRC Cache: 12.3 MB": the cache folder's size in decimal units.
+std::string cacheSizeText(std::uint64_t bytes);
 
 struct SRCChoice {
     bool enabled = true;

@@ -548,4 +548,35 @@ std::optional<double> TimelineCanvas::shownPin() const {
     return isLocatorMode(dragMode_) ? mirrors_.lockedPlayStartTime : ws_.lockedPlayStart();
 }
 
+TimelineOverlays::AudioSpan TimelineCanvas::shownAudioSpan(std::size_t trackIndex) const {
+    const auto& tracks = ws_.displayProject().tracks;
+    const auto& positions = ws_.displayPositions();
+    if (trackIndex >= tracks.size() || trackIndex >= positions.size()) {
+        return {};
+    }
+    auto span = TimelineOverlays::audioSpan(positions[trackIndex], pps());
+    if (mirrors_.trim && mirrors_.trim->trackID == tracks[trackIndex].id) {
+        const CDTrack shown = trackAsShown(tracks[trackIndex]);
+        span.x1 = span.x0 + Viewport::xOfFrame(shown.effectiveLength().totalFrames, pps());
+    }
+    return span;
+}
+
+std::vector<TimelineOverlays::MarkerFlag> TimelineCanvas::shownMarkerFlags() const {
+    auto flags = TimelineOverlays::markerFlags(ws_.displayProject(), ws_.displayPositions(), pps());
+    for (auto& flag : flags) {
+        const bool index01 = flag.kind == TimelineOverlays::MarkerFlag::Kind::index01;
+        if (index01 && mirrors_.index && mirrors_.index->trackID == flag.trackID) {
+            flag.frame = mirrors_.index->frame;
+        } else if (!index01 && mirrors_.subIndex && mirrors_.subIndex->trackID == flag.trackID &&
+                   mirrors_.subIndex->ordinal == flag.ordinal) {
+            flag.frame = mirrors_.subIndex->frame;
+        } else {
+            continue;
+        }
+        flag.x = Viewport::xOfFrame(flag.frame, pps());
+    }
+    return flags;
+}
+
 } // namespace orvane

@@ -9,6 +9,7 @@
 #include "interface/DragMode.h"
 #include "interface/InputEvents.h"
 #include "interface/TimelineHitTest.h"
+#include "interface/TimelineOverlays.h"
 #include "interface/TimelineScroller.h"
 #include "interface/Viewport.h"
 #include "model/CDTrack.h"
@@ -150,6 +151,11 @@ class TimelineCanvas final {
     std::optional<std::int64_t> shownLoopStartFrame() const;
     std::optional<std::int64_t> shownLoopEndFrame() const;
     std::optional<double> shownPin() const;
+    // Where a shown track's audio lies while a trim drag changes its length (the start stays, the end
+    // follows the effective length of the mirrored trims); otherwise its laid-out span.
+    TimelineOverlays::AudioSpan shownAudioSpan(std::size_t trackIndex) const;
+    // The marker flags with a dragged INDEX 01 or sub-index at its mirrored frame.
+    std::vector<TimelineOverlays::MarkerFlag> shownMarkerFlags() const;
 
     // `frame` moved to the nearest candidate (the playhead, each track's INDEX 01, audio start and
     // audio end, except `excludeTrack`) within 8 points, unless snapping is off or Ctrl is held.

@@ -41,6 +41,8 @@ TEST_F(InspectorRulesTest, masterCountersAndTheMCNMark) {
     useTracks({a, track("B", 3000)});
     EXPECT_EQ(discTotalText(ws->trackPositions()), "1:44"); // 7800 frames
     EXPECT_EQ(isrcCount(ws->project()), 1u);
+    EXPECT_EQ(cacheSizeText(999), "SRC Cache: 999 bytes");
+    EXPECT_EQ(cacheSizeText(12'345'678), "SRC Cache: 12.3 MB");
 
     EXPECT_FALSE(mcnMark(""));
     EXPECT_EQ(mcnMark("4006381333931"), (Mark{true, "Valid EAN-13"}));

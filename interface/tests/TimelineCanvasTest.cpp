@@ -389,5 +389,29 @@ TEST_F(TimelineCanvasTest, aLostReleaseEndsTheGestureAtTheNextPress) {
     EXPECT_EQ(undoDepth(), 1);
 }
 
+TEST_F(TimelineCanvasTest, theDrawingFollowsTheMirrorsOfADrag) {
+    CDTrack b = track("B", 3000);
+    b.indexLocked = false;
+    useTracks({track("A", 3000), b});
+    // A trim of the end pulls the drawn end in before anything is committed.
+    canvas->pointerDown(at(3150, 100));
+    canvas->pointerDragged(at(3000, 100));
+    EXPECT_EQ(canvas->shownAudioSpan(0).x0, 150.0);
+    EXPECT_EQ(canvas->shownAudioSpan(0).x1, 3000.0);
+    EXPECT_EQ(canvas->shownAudioSpan(1).x0, 3300.0);
+    EXPECT_EQ(canvas->trackAsShown(trackAt(0)).trimEndSamples, 150 * 588);
+    canvas->pointerUp(at(3000, 100));
+    endTurn();
+    // A dragged INDEX 01 flag stands at its mirrored frame.
+    canvas->pointerDown(at(3150 + 5, rulerY));
+    canvas->pointerDragged(at(3255, rulerY));
+    const auto flags = canvas->shownMarkerFlags();
+    ASSERT_EQ(flags.size(), 1u);
+    EXPECT_EQ(flags[0].frame, positionAt(1).audioStartLBA + 100);
+    canvas->pointerUp(at(3255, rulerY));
+    endTurn();
+    EXPECT_EQ(trackAt(1).index01OffsetFrames, 100);
+}
+
 } // namespace
 } // namespace orvane::testing
