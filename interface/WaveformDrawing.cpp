@@ -327,6 +327,25 @@ SamplesInput samplesInputFor(const CDTrack& shown, const std::vector<float>& win
     return in;
 }
 
+PeaksInput previewPeaksInput(const std::vector<float>& peaks, std::int64_t lengthFrames, double pps,
+                             double dirtyMinX, double dirtyMaxX, double amplitudeZoom) {
+    PeaksInput in;
+    in.peaks = &peaks;
+    in.localStart = dirtyMinX;
+    in.localEnd = dirtyMaxX;
+    in.effectiveBuckets = static_cast<std::int64_t>(peaks.size() / 2);
+    in.scaling.amplitudeZoom = amplitudeZoom;
+    const double width =
+        static_cast<double>(lengthFrames) / static_cast<double>(RedBook::framesPerSecond) * pps;
+    if (width > 0) {
+        in.bucketsPerPixel = static_cast<double>(in.effectiveBuckets) / width;
+        in.samplesPerBucket = static_cast<double>(lengthFrames * RedBook::samplesPerFrame) /
+                              std::max<double>(static_cast<double>(in.effectiveBuckets), 1.0);
+    }
+    in.scaling.effectiveLengthSamples = lengthFrames * RedBook::samplesPerFrame;
+    return in;
+}
+
 std::vector<Slot> withCrossfadeGain(std::vector<Slot> slots, double overlapMinX, double overlapMaxX,
                                     float curve, CrossfadeSide side) {
     const double width = overlapMaxX - overlapMinX;

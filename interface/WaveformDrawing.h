@@ -142,6 +142,10 @@ SamplesInput samplesInputFor(const CDTrack& shown, const std::vector<float>& win
 // The crossfade law over an overlap from overlapMinX to overlapMaxX: the outgoing track's slots
 // scaled by its falling gain, or the incoming track's by its rising one, so that mixSlots of both
 // shows the sum the listener hears. Slots outside the overlap are left as they are.
+// An auditioned file across the lane from x 0, at its own length in frames, with no fades or gain.
+PeaksInput previewPeaksInput(const std::vector<float>& peaks, std::int64_t lengthFrames, double pps,
+                             double dirtyMinX, double dirtyMaxX, double amplitudeZoom);
+
 enum class CrossfadeSide { outgoing, incoming };
 std::vector<Slot> withCrossfadeGain(std::vector<Slot> slots, double overlapMinX, double overlapMaxX,
                                     float curve, CrossfadeSide side);

@@ -195,5 +195,17 @@ TEST(WaveformDrawing, theCrossfadeLawScalesEachSideAcrossTheOverlap) {
                 1e-5);
 }
 
+TEST(WaveformDrawing, anAuditionSpansItsOwnLengthAcrossTheLane) {
+    // 100 buckets over 75 frames: at 100 points a second the file is 100 points wide, a bucket a point.
+    std::vector<float> peaks(200, 0.25f);
+    peaks[2 * 99 + 1] = 0.75f;
+    const PeaksInput in = previewPeaksInput(peaks, 75, 100.0, 98.0, 200.0, 2.0);
+    const auto slots = peaksSlots(in);
+    ASSERT_EQ(slots.size(), 4u) << "the strip ends with the file";
+    EXPECT_DOUBLE_EQ(slots.back().x, 99.5);
+    EXPECT_FLOAT_EQ(slots.back().maxValue, 1.5f);
+    EXPECT_FLOAT_EQ(slots.front().maxValue, 0.5f);
+}
+
 } // namespace
 } // namespace orvane
