@@ -6,6 +6,10 @@
 
 namespace orvane::TimelineRuler {
 
+namespace {
+constexpr std::int64_t maxTicks = 1'000'000;
+} // namespace
+
 std::int64_t labelStepSeconds(double spanSeconds) {
     if (spanSeconds > 600.0) {
         return 60;
@@ -42,6 +46,9 @@ std::vector<Tick> ticks(double pps, double visibleWidth, double dirtyMinX, doubl
     const auto first = static_cast<std::int64_t>(std::max(0.0, std::floor((dirtyMinX - 60.0) / pps)));
     const auto last = static_cast<std::int64_t>(std::max(0.0, std::ceil(dirtyMaxX / pps)));
     const bool shortTicks = pps > shortTicksFromPPS;
+    if (last - first > maxTicks) {
+        return out; // no screen holds that many seconds; a bogus region draws nothing
+    }
     for (std::int64_t s = first; s <= last; ++s) {
         const double x = static_cast<double>(s) * pps;
         if (s % step == 0) {

@@ -10,6 +10,14 @@ namespace orvane::Viewport {
 namespace {
 constexpr double fps = static_cast<double>(RedBook::framesPerSecond);
 constexpr double rate = static_cast<double>(RedBook::sampleRate);
+
+// Truncated toward zero and held inside what a 64-bit count can hold; no number reads as 0.
+std::int64_t truncated(double value) {
+    if (!std::isfinite(value)) {
+        return std::isnan(value) ? 0 : (value > 0 ? std::int64_t{1} << 53 : -(std::int64_t{1} << 53));
+    }
+    return static_cast<std::int64_t>(std::trunc(std::clamp(value, -9.0e15, 9.0e15)));
+}
 } // namespace
 
 double clampPixelsPerSecond(double pps) {
@@ -42,7 +50,7 @@ std::int64_t frameAtX(double x, double pps) {
     if (!(pps > 0) || !(x > 0)) {
         return 0;
     }
-    return static_cast<std::int64_t>(std::trunc(x / pps * fps));
+    return truncated(x / pps * fps);
 }
 
 double secondsAtX(double x, double pps) {
@@ -50,11 +58,11 @@ double secondsAtX(double x, double pps) {
 }
 
 std::int64_t framesForDistance(double dx, double pps) {
-    return pps > 0 ? static_cast<std::int64_t>(std::trunc(dx / pps * fps)) : 0;
+    return pps > 0 ? truncated(dx / pps * fps) : 0;
 }
 
 std::int64_t samplesForDistance(double dx, double pps) {
-    return pps > 0 ? static_cast<std::int64_t>(std::trunc(dx / pps * rate)) : 0;
+    return pps > 0 ? truncated(dx / pps * rate) : 0;
 }
 
 double wheelZoomedPixelsPerSecond(double pps, double deltaY) {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 namespace orvane {
 namespace {
 
@@ -22,6 +24,10 @@ TEST(Viewport, mapsFramesAndSamplesToPointsAndBackByTruncation) {
     EXPECT_EQ(Viewport::frameAtX(-4.0, 10.0), 0);
     EXPECT_EQ(Viewport::framesForDistance(-10.13, 10.0), -75);
     EXPECT_EQ(Viewport::samplesForDistance(1.0, 75.0), 588);
+    // A pointer far off (or no number at all) from a broken event never wraps around.
+    EXPECT_GT(Viewport::frameAtX(std::numeric_limits<double>::infinity(), 10.0), 0);
+    EXPECT_EQ(Viewport::framesForDistance(std::numeric_limits<double>::quiet_NaN(), 10.0), 0);
+    EXPECT_LT(Viewport::samplesForDistance(-1e300, 10.0), 0);
 }
 
 TEST(Viewport, zoomStaysWithinItsLimitsAndKeepsTheAnchorInPlace) {
