@@ -485,7 +485,7 @@ CanvasCursor TimelineCanvas::hover(double x, double y) {
     case Zone::envelopePoint:
         return CanvasCursor::pointPick;
     case Zone::trackBody:
-        return CanvasCursor::move;
+        return hit.trackIndex == 0 ? CanvasCursor::arrow : CanvasCursor::move; // track 1 is anchored
     default:
         return CanvasCursor::arrow;
     }

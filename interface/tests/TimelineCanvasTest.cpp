@@ -413,5 +413,21 @@ TEST_F(TimelineCanvasTest, theDrawingFollowsTheMirrorsOfADrag) {
     EXPECT_EQ(trackAt(1).index01OffsetFrames, 100);
 }
 
+TEST_F(TimelineCanvasTest, hoverPicksTheCursorOfEachZoneAndTracksTheEnvelopePoint) {
+    CDTrack a = track("A", 3000);
+    a.envelopeEnabled = true;
+    a.gainPoints.push_back(GainPoint{Uuid::random(), 1000 * 588, -30.0f, std::nullopt});
+    useTracks({a, track("B", 3000)});
+    EXPECT_EQ(canvas->hover(150, 100), CanvasCursor::resizeHorizontal); // the trim edge
+    EXPECT_EQ(canvas->hover(2000, 100), CanvasCursor::arrow) << "track 1 never moves";
+    EXPECT_EQ(canvas->hover(4000, 100), CanvasCursor::move);
+    EXPECT_EQ(canvas->hover(1153, 79), CanvasCursor::pointPick);
+    ASSERT_TRUE(canvas->mirrors().hoverEnvelope);
+    EXPECT_EQ(canvas->mirrors().hoverEnvelope->pointID, trackAt(0).gainPoints[0].id);
+    canvas->pointerExited();
+    EXPECT_FALSE(canvas->mirrors().hoverEnvelope);
+    EXPECT_EQ(canvas->hover(7000, 100), CanvasCursor::arrow);
+}
+
 } // namespace
 } // namespace orvane::testing
