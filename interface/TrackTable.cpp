@@ -166,6 +166,20 @@ std::vector<SpreadsheetRow> computeRows(const CDProject& project, const std::set
     return rows;
 }
 
+TableCellFingerprint TableCellFingerprint::of(const WorkspaceState& ws) {
+    TableCellFingerprint f;
+    f.project = ws.displayProject();
+    f.positions = ws.displayPositions();
+    for (const CDTrack& t : f.project.tracks) {
+        f.loudness.push_back(t.loudness);
+    }
+    f.src.assign(ws.srcCacheState().begin(), ws.srcCacheState().end());
+    std::sort(f.src.begin(), f.src.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    f.vinylMode = ws.vinylMode();
+    f.activeSideIndex = ws.activeSideIndex();
+    return f;
+}
+
 std::string indexText(std::size_t trackIndex) {
     char text[24];
     std::snprintf(text, sizeof text, "%02zu", trackIndex + 1);

@@ -20,6 +20,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -69,6 +70,20 @@ using SpreadsheetRow = std::variant<TrackRow, VersionRow, SideHeaderRow>;
 // vinyl view each side's header and tracks in side order, then "NOT ON VINYL" and the rest.
 std::vector<SpreadsheetRow> computeRows(const CDProject& project, const std::set<Uuid>& expanded,
                                         bool vinylView);
+
+// What the cells show: when it differs from the last one, cells are rebuilt; anything else (the
+// selection, the playhead) leaves the table alone.
+struct TableCellFingerprint {
+    CDProject project;
+    std::vector<TrackPosition> positions;
+    std::vector<std::optional<StoredLoudness>> loudness;
+    std::vector<std::pair<Uuid, SRCCacheState>> src;
+    bool vinylMode = false;
+    std::int64_t activeSideIndex = 0;
+
+    static TableCellFingerprint of(const WorkspaceState& ws);
+    bool operator==(const TableCellFingerprint&) const = default;
+};
 
 // --- Cells ---
 std::string indexText(std::size_t trackIndex);                   // "%02d" of the track's number

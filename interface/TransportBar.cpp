@@ -105,6 +105,14 @@ void togglePin(WorkspaceState& ws) {
     }
 }
 
+std::vector<ScrollModeButton> scrollModeButtons(ScrollMode chosen) {
+    std::vector<ScrollModeButton> buttons;
+    for (ScrollMode mode : {ScrollMode::none, ScrollMode::page, ScrollMode::center}) {
+        buttons.push_back({mode, std::string(rawValue(mode)), mode == chosen});
+    }
+    return buttons;
+}
+
 std::string_view zoomTooltip(ZoomWedge wedge) {
     switch (wedge) {
     case ZoomWedge::right:

@@ -4,6 +4,7 @@
 // show; the engine's commands stay the workspace's. Main thread only.
 
 #include "interface/Viewport.h"
+#include "model/ProjectEnums.h"
 #include "model/TrackPosition.h"
 #include "monitoring/TimecodeOverride.h"
 
@@ -50,6 +51,21 @@ inline constexpr std::string_view pinTooltip = "Lock play start at playhead (pre
 inline constexpr double prerollChoices[] = {0.0, 1.0, 3.0, 5.0, 10.0};
 // The pin key: locks the play start at the playhead, or unlocks it.
 void togglePin(WorkspaceState& ws);
+
+// --- Scroll-mode buttons and the bar's options ---
+struct ScrollModeButton {
+    ScrollMode mode = ScrollMode::none;
+    std::string title;
+    bool lit = false;
+    bool operator==(const ScrollModeButton&) const = default;
+};
+// One button per scroll mode, in declaration order; the chosen one lit.
+std::vector<ScrollModeButton> scrollModeButtons(ScrollMode chosen);
+inline constexpr std::string_view openTooltip = "Open Project (Ctrl+O)";
+inline constexpr std::string_view saveTooltip = "Save Project (Ctrl+S)";
+inline constexpr std::string_view vinylTooltip = "Vinyl mode (Alt+Ctrl+V) — right-click to pick side";
+inline constexpr std::string_view toolbarOptions[] = {"VU Meter", "Spectrum Analyzer", "Correlation Meter",
+                                                      "RT LUFS Readout", "Clip Detection"};
 
 // --- Zoom cross ---
 enum class ZoomWedge { right, left, up, down, centre };

@@ -280,5 +280,18 @@ TEST(TrackTableMarks, srcMarksAndMenusFollowTheRowAndTheMode) {
     EXPECT_FALSE(columns.isShown("composer")) << "the disc view's own choice comes back";
 }
 
+TEST_F(TrackTableTest, cellsAreRebuiltOnlyWhenWhatTheyShowChanges) {
+    useTracks({track("A", 3000), track("B", 3000)});
+    const auto before = TableCellFingerprint::of(*ws);
+    ws->setSelectedTrackID(trackAt(1).id);
+    ws->setCurrentTime(12.0);
+    EXPECT_EQ(TableCellFingerprint::of(*ws), before);
+    ws->setSRCCacheState(trackAt(0).id, SRCCacheState::rendering);
+    EXPECT_NE(TableCellFingerprint::of(*ws), before);
+    const auto building = TableCellFingerprint::of(*ws);
+    commitEdit(*ws, trackAt(1).id, "title", "Renamed");
+    EXPECT_NE(TableCellFingerprint::of(*ws), building);
+}
+
 } // namespace
 } // namespace orvane::testing

@@ -99,5 +99,13 @@ TEST(TransportBarTier, stacksTheGroupsOnlyWhenTheyDontFitWithTheSlack) {
     EXPECT_EQ(barTier(495.0, groups, 8.0), MasterBarTier::twoRow);
 }
 
+TEST(TransportBarButtons, oneScrollModeButtonEachWithTheChosenLit) {
+    const auto buttons = scrollModeButtons(ScrollMode::center);
+    ASSERT_EQ(buttons.size(), 3u);
+    EXPECT_EQ(buttons[0].title, "No Scroll");
+    EXPECT_FALSE(buttons[1].lit);
+    EXPECT_TRUE(buttons[2].lit);
+}
+
 } // namespace
 } // namespace orvane::testing
