@@ -174,12 +174,16 @@ class TimelineCanvas final {
     void pressInLane(const PointerEvent& event, const CanvasHit& hit);
     void dragPrimary(const PointerEvent& event);
     void dragSecondary(const PointerEvent& event);
+    void dragTrim(double x);
+    void dragGainPoint(const CanvasDrag::DraggingGainPoint& mode, const PointerEvent& event);
+    void dragSubIndex(const CanvasDrag::MovingSubIndex& mode, double x);
     void dragFade(const PointerEvent& event);
     void dragIndex(const CanvasDrag::MovingIndex& mode, double x);
     void dragLocator(const PointerEvent& event);
     void scrubTo(double x);
     void releasePrimary(const PointerEvent& event);
     void releaseSecondary();
+    void commitGesture(const PointerEvent& event);
     void commitTrim(const PointerEvent& event);
     void commitFade();
     void clearMirrors();

@@ -33,87 +33,95 @@ void TimelineCanvas::pointerDragged(const PointerEvent& event) {
 
 void TimelineCanvas::dragPrimary(const PointerEvent& event) {
     const double x = event.x;
-    std::visit(
-        Overloaded{
-            [&](const CanvasDrag::TrimmingStart& m) {
-                const CDTrack* track = shownTrack(m.trackID);
-                if (track == nullptr || !mirrors_.trim) {
-                    return;
-                }
-                const std::int64_t most = std::max<std::int64_t>(
-                    track->sourceAudioSamples - mirrors_.trim->trimEndSamples - minTrimmedSamples, 0);
-                const std::int64_t value = m.originalTrim + Viewport::samplesForDistance(x - m.startX, pps());
-                mirrors_.trim->trimStartSamples = std::clamp<std::int64_t>(value, 0, most);
-                redrawTrack(m.trackID);
-            },
-            [&](const CanvasDrag::TrimmingEnd& m) {
-                const CDTrack* track = shownTrack(m.trackID);
-                if (track == nullptr || !mirrors_.trim) {
-                    return;
-                }
-                const std::int64_t most = std::max<std::int64_t>(
-                    track->sourceAudioSamples - mirrors_.trim->trimStartSamples - minTrimmedSamples, 0);
-                const std::int64_t value = m.originalTrim + Viewport::samplesForDistance(m.startX - x, pps());
-                mirrors_.trim->trimEndSamples = std::clamp<std::int64_t>(value, 0, most);
-                redrawTrack(m.trackID);
-            },
-            [&](const CanvasDrag::FadingLengthStart&) { dragFade(event); },
-            [&](const CanvasDrag::FadingLengthEnd&) { dragFade(event); },
-            [&](const CanvasDrag::FadingCurveStart&) { dragFade(event); },
-            [&](const CanvasDrag::FadingCurveEnd&) { dragFade(event); },
-            [&](const CanvasDrag::MovingTrack& m) {
-                std::size_t index = 0;
-                if (shownTrack(m.trackID, &index) == nullptr || index == 0) {
-                    return; // the first track stays anchored
-                }
-                const std::int64_t pregap = std::max(
-                    m.originalPregap + Viewport::framesForDistance(x - m.startX, pps()), moveLimit(index));
-                ws_.updatePregap(m.trackID, pregap, ReloadPlayback::no);
-                redrawTrack(m.trackID);
-            },
-            [&](const CanvasDrag::DraggingGainPoint& m) {
-                std::size_t index = 0;
-                const CDTrack* track = shownTrack(m.trackID, &index);
-                if (track == nullptr || !mirrors_.envelope) {
-                    return;
-                }
-                const auto span = TimelineOverlays::audioSpan(ws_.displayPositions()[index], pps());
-                const auto lane = TimelineGeometry::lane(canvasHeight_);
-                mirrors_.envelope->positionSamples = TimelineOverlays::positionAtX(x, *track, span);
-                mirrors_.envelope->gainDB = TimelineOverlays::dBAtY(event.y, lane);
-                redrawBand(span.x0, span.x1);
-            },
-            [&](const CanvasDrag::CrossfadeCurve& m) {
-                if (mirrors_.crossfade) {
-                    mirrors_.crossfade->curve =
-                        TimelineOverlays::crossfadeCurveFromY(event.y, TimelineGeometry::lane(canvasHeight_));
-                }
-                redrawTrack(m.trackID);
-            },
-            [&](const CanvasDrag::MovingIndex& m) { dragIndex(m, x); },
-            [&](const CanvasDrag::MovingSubIndex& m) {
-                std::size_t index = 0;
-                if (shownTrack(m.trackID, &index) == nullptr) {
-                    return;
-                }
-                const TrackPosition& p = ws_.displayPositions()[index];
-                const std::int64_t most = std::max<std::int64_t>(p.endLBA - p.index01LBA - 1, 1);
-                const std::int64_t offset = std::clamp<std::int64_t>(
-                    m.originalOffset + Viewport::framesForDistance(x - m.startX, pps()), 1, most);
-                const double oldX =
-                    Viewport::xOfFrame(mirrors_.subIndex ? mirrors_.subIndex->frame : p.index01LBA, pps());
-                mirrors_.subIndex =
-                    CanvasMirrors::SubIndex{m.trackID, m.ordinal, p.index01LBA + offset, offset};
-                redrawBand(oldX - 20.0, Viewport::xOfFrame(p.index01LBA + offset, pps()) + 20.0);
-            },
-            [&](const CanvasDrag::LoopSplit&) { dragLocator(event); },
-            [&](const CanvasDrag::LoopMoveStart&) { dragLocator(event); },
-            [&](const CanvasDrag::LoopMoveEnd&) { dragLocator(event); },
-            [&](const CanvasDrag::MovingPin&) { dragLocator(event); },
-            [&](const CanvasDrag::None&) { scrubTo(x); },
-            [&](const CanvasDrag::LoopCreating&) {}, // driven by the secondary button
-        },
-        dragMode_);
+    std::visit(Overloaded{
+                   [&](const CanvasDrag::TrimmingStart&) { dragTrim(x); },
+                   [&](const CanvasDrag::TrimmingEnd&) { dragTrim(x); },
+                   [&](const CanvasDrag::FadingLengthStart&) { dragFade(event); },
+                   [&](const CanvasDrag::FadingLengthEnd&) { dragFade(event); },
+                   [&](const CanvasDrag::FadingCurveStart&) { dragFade(event); },
+                   [&](const CanvasDrag::FadingCurveEnd&) { dragFade(event); },
+                   [&](const CanvasDrag::MovingTrack& m) {
+                       std::size_t index = 0;
+                       if (shownTrack(m.trackID, &index) == nullptr || index == 0) {
+                           return; // the first track stays anchored
+                       }
+                       const std::int64_t pregap =
+                           std::max(m.originalPregap + Viewport::framesForDistance(x - m.startX, pps()),
+                                    moveLimit(index));
+                       ws_.updatePregap(m.trackID, pregap, ReloadPlayback::no);
+                       redrawTrack(m.trackID);
+                   },
+                   [&](const CanvasDrag::DraggingGainPoint& m) { dragGainPoint(m, event); },
+                   [&](const CanvasDrag::CrossfadeCurve& m) {
+                       if (mirrors_.crossfade) {
+                           mirrors_.crossfade->curve = TimelineOverlays::crossfadeCurveFromY(
+                               event.y, TimelineGeometry::lane(canvasHeight_));
+                       }
+                       redrawTrack(m.trackID);
+                   },
+                   [&](const CanvasDrag::MovingIndex& m) { dragIndex(m, x); },
+                   [&](const CanvasDrag::MovingSubIndex& m) { dragSubIndex(m, x); },
+                   [&](const CanvasDrag::LoopSplit&) { dragLocator(event); },
+                   [&](const CanvasDrag::LoopMoveStart&) { dragLocator(event); },
+                   [&](const CanvasDrag::LoopMoveEnd&) { dragLocator(event); },
+                   [&](const CanvasDrag::MovingPin&) { dragLocator(event); },
+                   [&](const CanvasDrag::None&) { scrubTo(x); },
+                   [&](const CanvasDrag::LoopCreating&) {}, // driven by the secondary button
+               },
+               dragMode_);
+}
+
+void TimelineCanvas::dragTrim(double x) {
+    if (!mirrors_.trim) {
+        return;
+    }
+    const CDTrack* track = shownTrack(mirrors_.trim->trackID);
+    if (track == nullptr) {
+        return;
+    }
+    // At least four seconds stay between the two trims.
+    CanvasMirrors::Trim& trim = *mirrors_.trim;
+    if (const auto* start = std::get_if<CanvasDrag::TrimmingStart>(&dragMode_)) {
+        const std::int64_t most =
+            std::max<std::int64_t>(track->sourceAudioSamples - trim.trimEndSamples - minTrimmedSamples, 0);
+        const std::int64_t value =
+            start->originalTrim + Viewport::samplesForDistance(x - start->startX, pps());
+        trim.trimStartSamples = std::clamp<std::int64_t>(value, 0, most);
+    } else if (const auto* end = std::get_if<CanvasDrag::TrimmingEnd>(&dragMode_)) {
+        const std::int64_t most =
+            std::max<std::int64_t>(track->sourceAudioSamples - trim.trimStartSamples - minTrimmedSamples, 0);
+        const std::int64_t value = end->originalTrim + Viewport::samplesForDistance(end->startX - x, pps());
+        trim.trimEndSamples = std::clamp<std::int64_t>(value, 0, most);
+    }
+    redrawTrack(trim.trackID);
+}
+
+void TimelineCanvas::dragGainPoint(const CanvasDrag::DraggingGainPoint& m, const PointerEvent& event) {
+    std::size_t index = 0;
+    const CDTrack* track = shownTrack(m.trackID, &index);
+    if (track == nullptr || !mirrors_.envelope) {
+        return;
+    }
+    const auto span = TimelineOverlays::audioSpan(ws_.displayPositions()[index], pps());
+    mirrors_.envelope->positionSamples = TimelineOverlays::positionAtX(event.x, *track, span);
+    mirrors_.envelope->gainDB = TimelineOverlays::dBAtY(event.y, TimelineGeometry::lane(canvasHeight_));
+    redrawBand(span.x0, span.x1);
+}
+
+void TimelineCanvas::dragSubIndex(const CanvasDrag::MovingSubIndex& m, double x) {
+    std::size_t index = 0;
+    if (shownTrack(m.trackID, &index) == nullptr) {
+        return;
+    }
+    // Never on INDEX 01 and never at the track's end.
+    const TrackPosition& p = ws_.displayPositions()[index];
+    const std::int64_t most = std::max<std::int64_t>(p.endLBA - p.index01LBA - 1, 1);
+    const std::int64_t offset = std::clamp<std::int64_t>(
+        m.originalOffset + Viewport::framesForDistance(x - m.startX, pps()), 1, most);
+    const double oldX =
+        Viewport::xOfFrame(mirrors_.subIndex ? mirrors_.subIndex->frame : p.index01LBA, pps());
+    mirrors_.subIndex = CanvasMirrors::SubIndex{m.trackID, m.ordinal, p.index01LBA + offset, offset};
+    redrawBand(oldX - 20.0, Viewport::xOfFrame(p.index01LBA + offset, pps()) + 20.0);
 }
 
 void TimelineCanvas::dragFade(const PointerEvent& event) {
@@ -305,55 +313,61 @@ void TimelineCanvas::releasePrimary(const PointerEvent& event) {
         hooks_.timecodeOverride(std::nullopt); // also after a press that never moved
     }
     if (hasDragged_) {
-        std::visit(
-            Overloaded{
-                [&](const CanvasDrag::TrimmingStart&) { commitTrim(event); },
-                [&](const CanvasDrag::TrimmingEnd&) { commitTrim(event); },
-                [&](const CanvasDrag::MovingTrack&) { ws_.recalculateTimeline(ReloadPlayback::yes); },
-                [&](const CanvasDrag::MovingIndex& m) {
-                    if (mirrors_.index && mirrors_.index->trackID == m.trackID) {
-                        ws_.updateIndexOffset(m.trackID, mirrors_.index->offset, ReloadPlayback::no);
-                        ws_.recalculateTimeline(ReloadPlayback::yes);
-                    }
-                },
-                [&](const CanvasDrag::DraggingGainPoint& m) {
-                    if (mirrors_.envelope) {
-                        ws_.moveGainPoint(m.trackID, m.pointID, mirrors_.envelope->positionSamples,
-                                          mirrors_.envelope->gainDB, ReloadPlayback::yes);
-                    }
-                },
-                [&](const CanvasDrag::CrossfadeCurve& m) {
-                    if (mirrors_.crossfade) {
-                        ws_.setTrackCrossfadeCurve(m.trackID, mirrors_.crossfade->curve, ReloadPlayback::yes);
-                    }
-                },
-                [&](const CanvasDrag::MovingSubIndex& m) {
-                    if (mirrors_.subIndex && mirrors_.subIndex->trackID == m.trackID) {
-                        ws_.updateSubIndex(m.trackID, m.ordinal, mirrors_.subIndex->offset);
-                    }
-                },
-                [&](const CanvasDrag::MovingPin&) { ws_.setLockedPlayStart(mirrors_.lockedPlayStartTime); },
-                [&](const auto& other) {
-                    using T = std::decay_t<decltype(other)>;
-                    if constexpr (std::is_same_v<T, CanvasDrag::FadingLengthStart> ||
-                                  std::is_same_v<T, CanvasDrag::FadingLengthEnd> ||
-                                  std::is_same_v<T, CanvasDrag::FadingCurveStart> ||
-                                  std::is_same_v<T, CanvasDrag::FadingCurveEnd>) {
-                        commitFade();
-                    } else if constexpr (std::is_same_v<T, CanvasDrag::LoopSplit> ||
-                                         std::is_same_v<T, CanvasDrag::LoopMoveStart> ||
-                                         std::is_same_v<T, CanvasDrag::LoopMoveEnd>) {
-                        ws_.setLoopStartFrame(mirrors_.loopStartFrame);
-                        ws_.setLoopEndFrame(mirrors_.loopEndFrame);
-                        engine.seek(engine.currentTime());
-                    }
-                },
-            },
-            dragMode_);
+        commitGesture(event);
     }
     clearMirrors();
     setDragMode(CanvasDrag::None{});
     hasDragged_ = false;
+}
+
+// The commit of a gesture that moved, by its mode.
+void TimelineCanvas::commitGesture(const PointerEvent& event) {
+    PlaybackControl& engine = ws_.playback();
+    std::visit(
+        Overloaded{
+            [&](const CanvasDrag::TrimmingStart&) { commitTrim(event); },
+            [&](const CanvasDrag::TrimmingEnd&) { commitTrim(event); },
+            [&](const CanvasDrag::MovingTrack&) { ws_.recalculateTimeline(ReloadPlayback::yes); },
+            [&](const CanvasDrag::MovingIndex& m) {
+                if (mirrors_.index && mirrors_.index->trackID == m.trackID) {
+                    ws_.updateIndexOffset(m.trackID, mirrors_.index->offset, ReloadPlayback::no);
+                    ws_.recalculateTimeline(ReloadPlayback::yes);
+                }
+            },
+            [&](const CanvasDrag::DraggingGainPoint& m) {
+                if (mirrors_.envelope) {
+                    ws_.moveGainPoint(m.trackID, m.pointID, mirrors_.envelope->positionSamples,
+                                      mirrors_.envelope->gainDB, ReloadPlayback::yes);
+                }
+            },
+            [&](const CanvasDrag::CrossfadeCurve& m) {
+                if (mirrors_.crossfade) {
+                    ws_.setTrackCrossfadeCurve(m.trackID, mirrors_.crossfade->curve, ReloadPlayback::yes);
+                }
+            },
+            [&](const CanvasDrag::MovingSubIndex& m) {
+                if (mirrors_.subIndex && mirrors_.subIndex->trackID == m.trackID) {
+                    ws_.updateSubIndex(m.trackID, m.ordinal, mirrors_.subIndex->offset);
+                }
+            },
+            [&](const CanvasDrag::MovingPin&) { ws_.setLockedPlayStart(mirrors_.lockedPlayStartTime); },
+            [&](const auto& other) {
+                using T = std::decay_t<decltype(other)>;
+                if constexpr (std::is_same_v<T, CanvasDrag::FadingLengthStart> ||
+                              std::is_same_v<T, CanvasDrag::FadingLengthEnd> ||
+                              std::is_same_v<T, CanvasDrag::FadingCurveStart> ||
+                              std::is_same_v<T, CanvasDrag::FadingCurveEnd>) {
+                    commitFade();
+                } else if constexpr (std::is_same_v<T, CanvasDrag::LoopSplit> ||
+                                     std::is_same_v<T, CanvasDrag::LoopMoveStart> ||
+                                     std::is_same_v<T, CanvasDrag::LoopMoveEnd>) {
+                    ws_.setLoopStartFrame(mirrors_.loopStartFrame);
+                    ws_.setLoopEndFrame(mirrors_.loopEndFrame);
+                    engine.seek(engine.currentTime());
+                }
+            },
+        },
+        dragMode_);
 }
 
 void TimelineCanvas::commitTrim(const PointerEvent& event) {
