@@ -18,8 +18,8 @@
 #include <QHeaderView>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QScrollArea>
 #include <QSplitter>
-#include <QStatusBar>
 #include <QTableView>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -56,11 +56,11 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     table_->setShowGrid(false);
     table_->verticalHeader()->hide();
     table_->verticalHeader()->setDefaultSectionSize(24);
-    table_->horizontalHeader()->setStretchLastSection(true);
+    table_->horizontalHeader()->setSectionResizeMode(TrackTableModel::title, QHeaderView::Stretch);
     table_->horizontalHeader()->setHighlightSections(false);
     table_->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                             QAbstractItemView::AnyKeyPressed);
-    const int widths[] = {36, 240, 170, 130, 84, 84, 84, 70, 70};
+    const int widths[] = {36, 240, 170, 130, 84, 84, 84, 70, 78, 78};
     for (int c = 0; c < static_cast<int>(std::size(widths)); ++c) {
         table_->setColumnWidth(c, widths[c]);
     }
@@ -76,8 +76,15 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     side->setContentsMargins(0, 0, 0, 0);
     side->setSpacing(0);
     inspector_ = new InspectorPanel(workspace);
-    side->addWidget(inspector_, 1);
+    // The inspector scrolls when the window is short, so the meters below it keep their height.
+    auto* inspectorScroll = new QScrollArea;
+    inspectorScroll->setWidget(inspector_);
+    inspectorScroll->setWidgetResizable(true);
+    inspectorScroll->setFrameShape(QFrame::NoFrame);
+    inspectorScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    side->addWidget(inspectorScroll, 1);
     meters_ = new MeterPanel(app_.engine().metering(), app_.loop(), app_.settings());
+    meters_->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     side->addWidget(meters_);
     columns->addWidget(sideColumn_);
     columns->setStretchFactor(0, 1);
@@ -106,7 +113,6 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     });
 
     buildMenus();
-    statusBar()->setSizeGripEnabled(true);
     subscription_ = workspace.subscribe([this](WorkspaceProperty property) {
         switch (property) {
         case WorkspaceProperty::isModified:

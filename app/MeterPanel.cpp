@@ -110,6 +110,12 @@ MeterPanel::MeterPanel(Metering& metering, MainLoop& loop, AppSettings& settings
     auto* spectrum = new PaintedView(
         [this](QPainter& painter, const QRect& area) {
             painter.fillRect(area, Theme::background);
+            // Level grid at quarter heights, so the scale reads even at rest.
+            painter.setPen(QPen(Theme::line, 1, Qt::DotLine));
+            for (int q = 1; q < 4; ++q) {
+                const int y = area.top() + area.height() * q / 4;
+                painter.drawLine(area.left(), y, area.right(), y);
+            }
             const auto& state = spectrumModel_->state();
             const double bandWidth = static_cast<double>(area.width()) / SpectrumModel::bandCount;
             for (int b = 0; b < SpectrumModel::bandCount; ++b) {

@@ -4,13 +4,82 @@
 #include "monitoring/PlaybackEngine.h"
 
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLabel>
+#include <QPainter>
+#include <QPixmap>
 #include <QPushButton>
 #include <QSlider>
 #include <QTimer>
 #include <cmath>
 
 namespace orvane::app {
+
+namespace {
+
+// The transport glyphs, drawn rather than taken from a font, so they look the same on every desktop.
+enum class Glyph { previous, rewind, play, pause, stop, forward, next, loop };
+
+QIcon glyphIcon(Glyph glyph) {
+    const qreal size = 32;
+    QPixmap pixmap(static_cast<int>(size), static_cast<int>(size));
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Theme::text);
+    const auto triangle = [&](qreal left, qreal width, bool pointsRight) {
+        QPolygonF shape;
+        if (pointsRight) {
+            shape << QPointF(left, 8) << QPointF(left + width, 16) << QPointF(left, 24);
+        } else {
+            shape << QPointF(left + width, 8) << QPointF(left, 16) << QPointF(left + width, 24);
+        }
+        painter.drawPolygon(shape);
+    };
+    switch (glyph) {
+    case Glyph::previous:
+        painter.drawRect(QRectF(8, 8, 3, 16));
+        triangle(11, 13, false);
+        break;
+    case Glyph::rewind:
+        triangle(5, 11, false);
+        triangle(16, 11, false);
+        break;
+    case Glyph::play:
+        triangle(10, 14, true);
+        break;
+    case Glyph::pause:
+        painter.drawRect(QRectF(9, 8, 5, 16));
+        painter.drawRect(QRectF(18, 8, 5, 16));
+        break;
+    case Glyph::stop:
+        painter.drawRect(QRectF(9, 9, 14, 14));
+        break;
+    case Glyph::forward:
+        triangle(5, 11, true);
+        triangle(16, 11, true);
+        break;
+    case Glyph::next:
+        triangle(8, 13, true);
+        painter.drawRect(QRectF(21, 8, 3, 16));
+        break;
+    case Glyph::loop: {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(Theme::text, 2.4, Qt::SolidLine, Qt::RoundCap));
+        painter.drawArc(QRectF(7, 8, 18, 16), 30 * 16, 300 * 16);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Theme::text);
+        QPolygonF head;
+        head << QPointF(22, 5) << QPointF(27, 11) << QPointF(19, 12);
+        painter.drawPolygon(head);
+        break;
+    }
+    }
+    return QIcon(pixmap);
+}
+
+} // namespace
 
 TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QWidget* parent)
     : QWidget(parent), workspace_(workspace), engine_(engine) {
@@ -23,13 +92,13 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     layout->setContentsMargins(12, 6, 12, 6);
     layout->setSpacing(6);
 
-    auto* previous = button(QStringLiteral("\u23ee"), QStringLiteral("Previous track"));
-    auto* rewind = button(QStringLiteral("\u23ea"), QStringLiteral("Spool back (hold)"));
-    play_ = button(QStringLiteral("\u25b6"), QStringLiteral("Play / stop (Space)"));
-    auto* stop = button(QStringLiteral("\u25a0"), QStringLiteral("Stop (Return)"));
-    auto* forward = button(QStringLiteral("\u23e9"), QStringLiteral("Spool forward (hold)"));
-    auto* next = button(QStringLiteral("\u23ed"), QStringLiteral("Next track"));
-    loop_ = button(QStringLiteral("\u27f3"), QStringLiteral("Loop the region set with [ and ]"));
+    auto* previous = button(glyphIcon(Glyph::previous), QStringLiteral("Previous track"));
+    auto* rewind = button(glyphIcon(Glyph::rewind), QStringLiteral("Spool back (hold)"));
+    play_ = button(glyphIcon(Glyph::play), QStringLiteral("Play / stop (Space)"));
+    auto* stop = button(glyphIcon(Glyph::stop), QStringLiteral("Stop (Return)"));
+    auto* forward = button(glyphIcon(Glyph::forward), QStringLiteral("Spool forward (hold)"));
+    auto* next = button(glyphIcon(Glyph::next), QStringLiteral("Next track"));
+    loop_ = button(glyphIcon(Glyph::loop), QStringLiteral("Loop the region set with [ and ]"));
     loop_->setCheckable(true);
     play_->setObjectName(QStringLiteral("playButton"));
     for (auto* b : {previous, rewind, play_, stop, forward, next, loop_}) {
@@ -94,7 +163,10 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     layout->addWidget(volume_);
     connect(volume_, &QSlider::valueChanged, this,
             [this](int value) { workspace_.setMonitorVolume(static_cast<double>(value) / 100.0); });
-    dim_ = button(QStringLiteral("DIM"), QStringLiteral("Monitor at half level"));
+    dim_ = new QPushButton(QStringLiteral("DIM"));
+    dim_->setToolTip(QStringLiteral("Monitor at half level"));
+    dim_->setFocusPolicy(Qt::NoFocus);
+    dim_->setFixedHeight(30);
     dim_->setCheckable(true);
     dim_->setFixedWidth(46);
     layout->addWidget(dim_);
@@ -119,7 +191,11 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     // the bar looks at it on a short timer.
     auto* poll = new QTimer(this);
     connect(poll, &QTimer::timeout, this, [this] {
-        play_->setText(engine_.isPlaying() ? QStringLiteral("\u23f8") : QStringLiteral("\u25b6"));
+        const bool playing = engine_.isPlaying();
+        if (playing != showsPause_) {
+            showsPause_ = playing;
+            play_->setIcon(glyphIcon(playing ? Glyph::pause : Glyph::play));
+        }
     });
     poll->start(100);
     refreshTime();
@@ -130,14 +206,13 @@ TransportBar::~TransportBar() {
     workspace_.unsubscribe(subscription_);
 }
 
-QPushButton* TransportBar::button(const QString& text, const QString& tip) {
-    auto* b = new QPushButton(text);
+QPushButton* TransportBar::button(const QIcon& icon, const QString& tip) {
+    auto* b = new QPushButton;
+    b->setIcon(icon);
+    b->setIconSize(QSize(20, 20));
     b->setToolTip(tip);
     b->setFocusPolicy(Qt::NoFocus);
     b->setFixedSize(38, 30);
-    QFont glyphs = b->font();
-    glyphs.setPointSize(12);
-    b->setFont(glyphs);
     return b;
 }
 

@@ -7,6 +7,7 @@
 
 #include <QWidget>
 
+class QIcon;
 class QLabel;
 class QPushButton;
 class QSlider;
@@ -28,7 +29,7 @@ class TransportBar final : public QWidget {
   private:
     void refreshTime();
     void refreshState();
-    QPushButton* button(const QString& text, const QString& tip);
+    QPushButton* button(const QIcon& icon, const QString& tip);
 
     WorkspaceState& workspace_;
     PlaybackEngine& engine_;
@@ -40,6 +41,7 @@ class TransportBar final : public QWidget {
     QPushButton* dim_ = nullptr;
     QSlider* volume_ = nullptr;
     QLabel* status_ = nullptr;
+    bool showsPause_ = false;
 };
 
 } // namespace orvane::app

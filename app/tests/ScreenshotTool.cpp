@@ -12,11 +12,15 @@
 #include <QDialog>
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QPainter>
+#include <QPointer>
+#include <QProgressDialog>
 #include <QTableView>
 #include <QTimer>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 
 using namespace orvane::app;
@@ -88,10 +92,10 @@ int main(int argc, char** argv) {
     bool progressTaken = false;
     watchModals([&](QWidget* modal) {
         if (auto* files = qobject_cast<QFileDialog*>(modal)) {
-            files->selectFile(exportFolder);
             QTimer::singleShot(100, files, [files, exportFolder] {
-                files->setDirectory(exportFolder);
-                files->accept();
+                files->setDirectory(QFileInfo(exportFolder).absolutePath());
+                files->selectFile(QFileInfo(exportFolder).fileName());
+                static_cast<QDialog*>(files)->accept();
             });
             return;
         }
@@ -105,8 +109,15 @@ int main(int argc, char** argv) {
         }
         if (modal->objectName() == QStringLiteral("progressWindow") && !progressTaken) {
             progressTaken = true;
-            QTimer::singleShot(400, modal, [&window, modal] {
+            QTimer::singleShot(120, modal, [&window, modal] {
                 save(composite(&window, modal), QStringLiteral("export-progress.png"));
+                // Cancelled once pictured: the export itself is the CLI demo's business.
+                if (auto* progress = qobject_cast<QProgressDialog*>(modal)) {
+                    progress->cancel();
+                }
+                // A debug build's converter may take a while to reach its next cancel point; the
+                // pictures are written, so the tool need not wait for it.
+                QTimer::singleShot(1500, [] { std::exit(0); });
             });
             return;
         }
@@ -118,6 +129,11 @@ int main(int argc, char** argv) {
         }
     });
 
+    // A dialog nobody answers must not leave the tool hanging.
+    QTimer::singleShot(90000, &app, [] {
+        std::fprintf(stderr, "orvane_screenshots: timed out\n");
+        std::exit(1);
+    });
     // Steps, each after the previous has had time to paint.
     QTimer::singleShot(1500, &app, [&] {
         save(window.grab().toImage(), QStringLiteral("main-window.png"));
