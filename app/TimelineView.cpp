@@ -17,7 +17,7 @@ namespace {
 
 constexpr double samplesPerFrame = 588.0;
 constexpr int leftMargin = 8;
-constexpr std::size_t samplesPerBucket = 32;
+constexpr std::size_t coarseFactor = 32;
 
 QColor trackColour(const CDTrack& track) {
     if (track.activeColorHex) {
@@ -63,10 +63,13 @@ void TimelineView::onWorkspaceChange(WorkspaceProperty property) {
         break;
     }
     case WorkspaceProperty::project:
-    case WorkspaceProperty::trackPositions:
-    case WorkspaceProperty::sidePositions:
     case WorkspaceProperty::peaksCache:
     case WorkspaceProperty::takePeaksCache:
+        coarse_.clear();
+        update();
+        break;
+    case WorkspaceProperty::trackPositions:
+    case WorkspaceProperty::sidePositions:
     case WorkspaceProperty::selectedTrackID:
     case WorkspaceProperty::vinylMode:
     case WorkspaceProperty::loopStartFrame:
@@ -150,6 +153,29 @@ TimelineView::Hit TimelineView::hitTest(QPointF point) const {
 }
 
 // --- Painting ---
+
+const std::vector<float>& TimelineView::coarsePeaks(const Uuid& trackID,
+                                                    const std::vector<float>& peaks) const {
+    auto found = coarse_.find(trackID);
+    if (found != coarse_.end()) {
+        return found->second;
+    }
+    std::vector<float> coarse;
+    const std::size_t buckets = peaks.size() / 2;
+    coarse.reserve(2 * (buckets / coarseFactor + 1));
+    for (std::size_t first = 0; first < buckets; first += coarseFactor) {
+        const std::size_t last = std::min(buckets, first + coarseFactor);
+        float low = peaks[2 * first];
+        float high = peaks[2 * first + 1];
+        for (std::size_t b = first + 1; b < last; ++b) {
+            low = std::min(low, peaks[2 * b]);
+            high = std::max(high, peaks[2 * b + 1]);
+        }
+        coarse.push_back(low);
+        coarse.push_back(high);
+    }
+    return coarse_.emplace(trackID, std::move(coarse)).first->second;
+}
 
 void TimelineView::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
@@ -246,6 +272,12 @@ void TimelineView::paintClip(QPainter& painter, std::size_t index) const {
     const double mid = clip.center().y();
     const double half = clip.height() / 2.0 - 3.0;
     if (peaks && peaks->size() >= 2 && track.sourceAudioSamples > 0) {
+        // Zoomed out, many buckets fall on one pixel: read the folded list instead.
+        const double rawPerPixel = static_cast<double>(peaks->size() / 2) / std::max(1.0, clip.width());
+        if (rawPerPixel > 4.0 * coarseFactor) {
+            peaks = &coarsePeaks(track.id, *peaks);
+        }
+        const double gain = std::pow(10.0, (track.gainEnabled ? track.gainDB : 0.0f) / 20.0);
         const double buckets = static_cast<double>(peaks->size() / 2);
         const double bucketsPerSample = buckets / static_cast<double>(track.sourceAudioSamples);
         const double clipFrames = static_cast<double>(position.audioEndLBA - position.audioStartLBA);
@@ -270,7 +302,6 @@ void TimelineView::paintClip(QPainter& painter, std::size_t index) const {
                 low = std::min(low, (*peaks)[2 * b]);
                 high = std::max(high, (*peaks)[2 * b + 1]);
             }
-            const double gain = std::pow(10.0, (track.gainEnabled ? track.gainDB : 0.0f) / 20.0);
             const double top = mid - std::min(1.0, high * gain) * half;
             const double bottom = mid - std::max(-1.0, low * gain) * half;
             if (wave.isEmpty()) {

@@ -11,6 +11,8 @@
 #include <QWidget>
 #include <cstdint>
 #include <optional>
+#include <unordered_map>
+#include <vector>
 
 namespace orvane::app {
 
@@ -64,8 +66,13 @@ class TimelineView final : public QWidget {
     void applyDrag(double frameNow, ReloadPlayback reload);
     void locate(double x);
 
+    // Peaks folded 32 buckets to one, so a zoomed-out view reads a few pairs per pixel rather than
+    // thousands. Made on first use, dropped whenever the peaks or the project change.
+    const std::vector<float>& coarsePeaks(const Uuid& trackID, const std::vector<float>& peaks) const;
+
     WorkspaceState& workspace_;
     WorkspaceState::SubscriptionID subscription_ = 0;
+    mutable std::unordered_map<Uuid, std::vector<float>> coarse_;
     double zoom_ = 1.0;        // 1: the whole disc fits the width
     double scrollFrame_ = 0.0; // the frame at the left edge
     std::optional<Drag> drag_;
