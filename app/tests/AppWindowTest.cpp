@@ -14,10 +14,14 @@
 
 #include <QApplication>
 #include <QProcess>
+#include <QTableView>
 #include <QTest>
+#include <QThread>
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <fstream>
+#include <thread>
 
 using namespace orvane;
 using namespace orvane::app;
@@ -247,6 +251,78 @@ void AppWindowTest::crashedRunIsOfferedAtNextStart() {
     QVERIFY(app.workspace().project() == copy->project);
     QVERIFY(app.workspace().isModified());
     QCOMPARE(app.workspace().projectFileURL(), std::optional<std::filesystem::path>(document));
+}
+
+// Of several documents delivered together only the first is taken, and it opens only once the
+// recovery question (here "Discard") has been answered.
+void AppWindowTest::documentWaitsForTheRecoveryQuestion() {
+    PrivateHome home;
+    const auto first = writeProject(home.path(), 2, 4.0);
+    std::filesystem::create_directories(home.path() / "other");
+    const auto second = writeProject(home.path() / "other", 1, 4.0);
+    CDProject lost;
+    lost.albumTitle = "Lost Work";
+    AutosaveStore::write(lost, std::nullopt, home.recoveryFile().parent_path());
+
+    auto discard = answerNextAlert(QStringLiteral("Discard"));
+    OrvaneApp app(headless());
+    app.openDocuments({home.path() / "notes.txt", first, second});
+    QCOMPARE(app.pendingProjectURL(), std::optional<std::filesystem::path>(first));
+    app.showWindow();
+    QVERIFY(app.workspace().project().tracks.empty()); // nothing opens before the question
+    QTRY_VERIFY(discard->seen);
+    QVERIFY(discard->informativeText.contains(QStringLiteral("\u201cLost Work\u201d")));
+    QTRY_COMPARE(app.workspace().project().tracks.size(), std::size_t(2));
+    QCOMPARE(app.workspace().projectFileURL(), std::optional<std::filesystem::path>(first));
+    QVERIFY(!std::filesystem::exists(home.recoveryFile()));
+}
+
+// Typing in the table edits the track as one undo step; an ISRC that isn't one is refused and the
+// cell keeps the old value.
+void AppWindowTest::tableEditsAreUndoableAndRefuseBadISRC() {
+    PrivateHome home;
+    auto app = startWith(writeProject(home.path(), 2, 4.0));
+    QVERIFY(app);
+    QTRY_COMPARE(app->workspace().project().tracks.size(), std::size_t(2));
+    QAbstractItemModel* model = app->window().trackTable().model();
+    QVERIFY(model->setData(model->index(1, 1), QStringLiteral("  Second Light  ")));
+    QTest::qWait(20);
+    QCOMPARE(trackAt(*app, 1).title, std::string("Second Light"));
+    QCOMPARE(model->index(1, 1).data().toString(), QStringLiteral("Second Light"));
+
+    QVERIFY(model->setData(model->index(0, 3), QStringLiteral("gb-abc-26-00001")));
+    QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
+    QVERIFY(!model->setData(model->index(0, 3), QStringLiteral("not an isrc")));
+    QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
+    QTest::qWait(20);
+
+    app->workspace().undo();
+    QTest::qWait(20);
+    QVERIFY(!trackAt(*app, 0).isrc);
+    QCOMPARE(trackAt(*app, 1).title, std::string("Second Light"));
+}
+
+// Work posted to the core's main loop from another thread runs on the GUI thread, and a loop timer
+// fires through Qt's event loop without anyone calling the loop by hand.
+void AppWindowTest::mainLoopRunsWorkPostedFromOtherThreads() {
+    PrivateHome home;
+    OrvaneApp app(headless());
+    std::atomic<bool> ranOnGuiThread{false};
+    std::atomic<bool> ran{false};
+    std::thread poster([&] {
+        app.loop().post([&] {
+            ranOnGuiThread = QThread::currentThread() == qApp->thread();
+            ran = true;
+        });
+    });
+    poster.join();
+    QTRY_VERIFY(ran.load());
+    QVERIFY(ranOnGuiThread.load());
+
+    bool fired = false;
+    app.loop().addTimer(0.05, TimerRepeat::once, [&] { fired = true; });
+    app.driver().runTurn(); // the driver learns of the new deadline at the end of a turn
+    QTRY_VERIFY(fired);
 }
 
 int main(int argc, char** argv) {

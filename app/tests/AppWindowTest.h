@@ -12,4 +12,7 @@ class AppWindowTest final : public QObject {
     void corruptDocumentShowsOpenFailed();
     void normalQuitLeavesNoRecoveryCopy();
     void crashedRunIsOfferedAtNextStart();
+    void documentWaitsForTheRecoveryQuestion();
+    void tableEditsAreUndoableAndRefuseBadISRC();
+    void mainLoopRunsWorkPostedFromOtherThreads();
 };
