@@ -72,6 +72,7 @@ WorkspaceState::WorkspaceState(MainLoop& loop, std::unique_ptr<PlaybackControl> 
 }
 
 WorkspaceState::~WorkspaceState() {
+    stopAutosaveTimer();
     playback_->setSRCStateChangeHandler({});
     playback_->setTimeUpdateHandler({});
 }

@@ -14,6 +14,7 @@
 #include "platform/MainLoop.h"
 #include "platform/SerialQueue.h"
 #include "platform/UndoManager.h"
+#include "workspace/AutosaveStore.h"
 #include "workspace/PlaybackControl.h"
 #include "workspace/WorkspaceHooks.h"
 #include "workspace/WorkspaceProperty.h"
@@ -280,6 +281,21 @@ class WorkspaceState final {
     const std::optional<CDProject>& lastAutosaved() const { return lastAutosaved_; }
     void setLastAutosaved(std::optional<CDProject> project) { lastAutosaved_ = std::move(project); }
     SerialQueue& autosaveQueue() { return autosaveQueue_; }
+
+    // --- Recovery copy (WorkspaceAutosave.cpp) ---
+    static constexpr double autosaveIntervalSeconds = 60.0;
+    // Starts the 60-second tick on the main loop, keeping the copy in `directory`, and makes the
+    // document operations delete it there. A second call moves the tick to the new folder.
+    void startAutosaveTimer(std::filesystem::path directory);
+    void stopAutosaveTimer();
+    const std::filesystem::path& recoveryDirectory() const { return recoveryDirectory_; }
+    // No copy stands for the present project: forget the last one and queue its deletion.
+    void resetAutosaveBaseline();
+    // A normal quit: deletes the copy and waits for it (and for a write in flight).
+    void clearAutosaveForTermination();
+    // Replaces the project by the recovered one; it reads as modified exactly when it differs from
+    // its document on disk (or, with no document, when it holds tracks). Undo history is dropped.
+    void restoreFromRecovery(const RecoveryFile& file);
     const std::vector<Uuid>& loudnessTrackIDs() const { return loudnessTrackIDs_; }
 
     // --- Track and take commands ---
@@ -319,6 +335,7 @@ class WorkspaceState final {
     // for its peaks; nothing else and nullopt when the file can't be opened.
     std::optional<std::int64_t> loadPreviewFile(const PreviewSource& source);
     void queueRecoveryClear();
+    void autosaveTick(); // the once-a-minute step: write, clear or nothing
     void resetForReplacedDocument();
     void adoptReplacementProject(CDProject replacement, std::optional<std::filesystem::path> fileURL,
                                  bool keepSavedSnapshot);
@@ -381,6 +398,8 @@ class WorkspaceState final {
 
     std::optional<std::filesystem::path> projectFileURL_;
     std::optional<CDProject> lastAutosaved_;
+    std::filesystem::path recoveryDirectory_;
+    std::optional<MainLoop::TimerID> autosaveTimer_;
     std::vector<Uuid> loudnessTrackIDs_;
 };
 

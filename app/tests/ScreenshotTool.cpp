@@ -1,0 +1,153 @@
+// orvane_screenshots PROJECT OUTDIR: opens a project in the desktop and writes PNGs of the main
+// window, the inspector, the PQ sheet panel and the DDP export's progress window, answering each
+// dialog itself. A developer's tool for looking at the windows; never installed.
+
+#include "app/InspectorPanel.h"
+#include "app/MainWindow.h"
+#include "app/OrvaneApp.h"
+#include "app/Theme.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialog>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPainter>
+#include <QPointer>
+#include <QProgressDialog>
+#include <QTableView>
+#include <QTimer>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+using namespace orvane::app;
+
+namespace {
+
+QString outDir;
+
+void save(const QImage& image, const QString& name) {
+    const QString path = outDir + QLatin1Char('/') + name;
+    if (!image.save(path)) {
+        std::fprintf(stderr, "could not write %s\n", qPrintable(path));
+        return;
+    }
+    std::printf("%s\n", qPrintable(path));
+}
+
+// The main window with a dialog drawn over its centre, as the user sees a modal window.
+QImage composite(QWidget* window, QWidget* dialog) {
+    QImage image = window->grab().toImage();
+    const QImage over = dialog->grab().toImage();
+    QPainter painter(&image);
+    painter.fillRect(image.rect(), QColor(0, 0, 0, 90));
+    const QPoint at((image.width() - over.width()) / 2, (image.height() - over.height()) / 3);
+    painter.fillRect(QRect(at + QPoint(4, 6), over.size()), QColor(0, 0, 0, 120));
+    painter.drawImage(at, over);
+    return image;
+}
+
+// Runs `handle` on each modal window as it appears, until the tool quits.
+void watchModals(const std::function<void(QWidget*)>& handle) {
+    auto* timer = new QTimer(qApp);
+    auto* last = new QPointer<QWidget>();
+    QObject::connect(timer, &QTimer::timeout, timer, [handle, last] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (modal && modal != last->data()) {
+            *last = modal;
+            handle(modal);
+        }
+    });
+    timer->start(50);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: orvane_screenshots PROJECT OUTDIR\n");
+        return 2;
+    }
+    outDir = QString::fromLocal8Bit(argv[2]);
+    QDir().mkpath(outDir);
+    Theme::apply(application);
+    Theme::registerBundleFonts(Theme::fontFolder());
+
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
+    app.openDocuments({argv[1]});
+    app.showWindow();
+    MainWindow& window = app.window();
+    window.resize(1600, 900);
+
+    const QString exportFolder = outDir + QStringLiteral("/DDP");
+    QDir(exportFolder).removeRecursively();
+    QDir().mkpath(exportFolder);
+    bool progressTaken = false;
+    watchModals([&](QWidget* modal) {
+        if (auto* files = qobject_cast<QFileDialog*>(modal)) {
+            QTimer::singleShot(100, files, [files, exportFolder] {
+                files->setDirectory(QFileInfo(exportFolder).absolutePath());
+                files->selectFile(QFileInfo(exportFolder).fileName());
+                static_cast<QDialog*>(files)->accept();
+            });
+            return;
+        }
+        if (modal->objectName() == QStringLiteral("pqSheetPanel")) {
+            QTimer::singleShot(300, modal, [&window, modal] {
+                save(modal->grab().toImage(), QStringLiteral("pq-sheet.png"));
+                save(composite(&window, modal), QStringLiteral("pq-sheet-over-window.png"));
+                static_cast<QDialog*>(modal)->accept();
+            });
+            return;
+        }
+        if (modal->objectName() == QStringLiteral("progressWindow") && !progressTaken) {
+            progressTaken = true;
+            QTimer::singleShot(120, modal, [&window, modal] {
+                save(composite(&window, modal), QStringLiteral("export-progress.png"));
+                // Cancelled once pictured: the export itself is the CLI demo's business.
+                if (auto* progress = qobject_cast<QProgressDialog*>(modal)) {
+                    progress->cancel();
+                }
+                // A debug build's converter may take a while to reach its next cancel point; the
+                // pictures are written, so the tool need not wait for it.
+                QTimer::singleShot(1500, [] { std::exit(0); });
+            });
+            return;
+        }
+        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            QTimer::singleShot(200, box, [&window, box] {
+                save(composite(&window, box), QStringLiteral("export-result.png"));
+                box->buttons().front()->click();
+            });
+        }
+    });
+
+    // A dialog nobody answers must not leave the tool hanging.
+    QTimer::singleShot(90000, &app, [] {
+        std::fprintf(stderr, "orvane_screenshots: timed out\n");
+        std::exit(1);
+    });
+    // Steps, each after the previous has had time to paint.
+    QTimer::singleShot(1500, &app, [&] {
+        save(window.grab().toImage(), QStringLiteral("main-window.png"));
+        const auto& tracks = app.workspace().project().tracks;
+        if (tracks.size() > 1) {
+            app.workspace().setSelectedTrackID(tracks[1].id);
+        }
+        QTimer::singleShot(400, &app, [&] {
+            save(window.grab().toImage(), QStringLiteral("main-window-selected.png"));
+            save(window.inspector().grab().toImage(), QStringLiteral("inspector.png"));
+            app.showPQSheet();
+            app.exportDDP();
+            QApplication::quit();
+        });
+    });
+    return QApplication::exec();
+}
