@@ -7,6 +7,7 @@
 #include "app/TimelineView.h"
 #include "app/TrackTableModel.h"
 #include "app/TransportBar.h"
+#include "model/RedBook.h"
 #include "workspace/ProjectStore.h"
 
 #include <QActionGroup>
@@ -106,8 +107,8 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
         const auto& positions = app_.workspace().trackPositions();
         if (index.column() == TrackTableModel::number &&
             static_cast<std::size_t>(index.row()) < positions.size()) {
-            app_.engine().seek(
-                static_cast<double>(positions[static_cast<std::size_t>(index.row())].index01LBA) / 75.0);
+            app_.engine().seek(positions[static_cast<std::size_t>(index.row())].index01LBA *
+                               RedBook::samplesPerFrame);
             app_.engine().play();
         }
     });

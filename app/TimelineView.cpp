@@ -372,8 +372,8 @@ void TimelineView::paintClip(QPainter& painter, std::size_t index) const {
 
 void TimelineView::locate(double x) {
     const double seconds = std::max(0.0, frameForX(x)) / RedBook::framesPerSecond;
-    workspace_.playback().seek(seconds);
-    workspace_.setCurrentTime(workspace_.playback().currentTime());
+    workspace_.playback().seek(PlaybackControl::sampleAt(seconds));
+    workspace_.setCurrentSample(workspace_.playback().currentSample());
 }
 
 void TimelineView::mousePressEvent(QMouseEvent* event) {
@@ -401,8 +401,8 @@ void TimelineView::mousePressEvent(QMouseEvent* event) {
 void TimelineView::mouseMoveEvent(QMouseEvent* event) {
     if (scrubbing_) {
         const double seconds = std::max(0.0, frameForX(event->position().x())) / RedBook::framesPerSecond;
-        workspace_.playback().scrubTo(seconds);
-        workspace_.setCurrentTime(seconds);
+        workspace_.playback().scrubTo(PlaybackControl::sampleAt(seconds));
+        workspace_.setCurrentSample(PlaybackControl::sampleAt(seconds));
         return;
     }
     if (drag_) {

@@ -39,7 +39,7 @@ CanvasHitContext TimelineCanvas::hitContext() const {
     c.canvasHeight = canvasHeight_;
     c.loopStartFrame = ws_.loopStartFrame();
     c.loopEndFrame = ws_.loopEndFrame();
-    c.pinSeconds = ws_.lockedPlayStart();
+    c.pinSeconds = ws_.lockedPlayStartSeconds();
     c.vinylMode = ws_.vinylMode();
     c.previewShown = ws_.preview().previewURL.has_value();
     return c;
@@ -133,11 +133,11 @@ void TimelineCanvas::pressPrimary(const PointerEvent& event) {
             if (engine.isPlaying()) {
                 engine.stop();
             } else {
-                engine.seek(seconds);
+                engine.seek(PlaybackControl::sampleAt(seconds));
                 engine.play();
             }
         } else {
-            engine.seek(seconds);
+            engine.seek(PlaybackControl::sampleAt(seconds));
         }
         return;
     }
@@ -162,7 +162,7 @@ void TimelineCanvas::pressPrimary(const PointerEvent& event) {
         return;
     }
     if (hit.zone == Zone::ruler) {
-        engine.seek(seconds);
+        engine.seek(PlaybackControl::sampleAt(seconds));
         if (event.clickCount >= 2) {
             engine.play();
         }
@@ -179,20 +179,20 @@ bool TimelineCanvas::beginLocatorDrag(const CanvasHit& hit) {
     };
     mirrors_.loopStartFrame = ws_.loopStartFrame();
     mirrors_.loopEndFrame = ws_.loopEndFrame();
-    mirrors_.lockedPlayStartTime = ws_.lockedPlayStart();
+    mirrors_.lockedPlayStartTime = ws_.lockedPlayStartSeconds();
     constexpr double fps = static_cast<double>(RedBook::framesPerSecond);
     switch (hit.zone) {
     case Zone::pin:
         setDragMode(CanvasDrag::MovingPin{});
-        showOverride(TimecodeOverride{TimecodeOverride::Pin{*ws_.lockedPlayStart()}});
+        showOverride(TimecodeOverride{TimecodeOverride::Pin{ws_.lockedPlayStartSample().value_or(0)}});
         return true;
     case Zone::loopStart:
         setDragMode(CanvasDrag::LoopMoveStart{});
-        showOverride(TimecodeOverride{TimecodeOverride::Loop{static_cast<double>(hit.frame) / fps}});
+        showOverride(TimecodeOverride{TimecodeOverride::Loop{hit.frame * RedBook::samplesPerFrame}});
         return true;
     case Zone::loopEnd:
         setDragMode(CanvasDrag::LoopMoveEnd{});
-        showOverride(TimecodeOverride{TimecodeOverride::Loop{static_cast<double>(hit.frame) / fps}});
+        showOverride(TimecodeOverride{TimecodeOverride::Loop{hit.frame * RedBook::samplesPerFrame}});
         return true;
     case Zone::loopSplit:
         setDragMode(CanvasDrag::LoopSplit{hit.frame});
@@ -545,7 +545,7 @@ std::optional<std::int64_t> TimelineCanvas::shownLoopEndFrame() const {
 }
 
 std::optional<double> TimelineCanvas::shownPin() const {
-    return isLocatorMode(dragMode_) ? mirrors_.lockedPlayStartTime : ws_.lockedPlayStart();
+    return isLocatorMode(dragMode_) ? mirrors_.lockedPlayStartTime : ws_.lockedPlayStartSeconds();
 }
 
 TimelineOverlays::AudioSpan TimelineCanvas::shownAudioSpan(std::size_t trackIndex) const {

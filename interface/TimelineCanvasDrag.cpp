@@ -195,22 +195,23 @@ void TimelineCanvas::dragLocator(const PointerEvent& event) {
         const std::int64_t f = snapFrame(under, event.modifiers);
         mirrors_.loopStartFrame = std::min(split->origin, f);
         mirrors_.loopEndFrame = std::max(split->origin, f);
-        shown = TimecodeOverride{TimecodeOverride::Loop{static_cast<double>(f) / fps}};
+        shown = TimecodeOverride{TimecodeOverride::Loop{f * RedBook::samplesPerFrame}};
     } else if (std::holds_alternative<CanvasDrag::LoopMoveStart>(dragMode_)) {
         const std::int64_t f = snapFrame(under, event.modifiers);
         mirrors_.loopStartFrame = f;
-        shown = TimecodeOverride{TimecodeOverride::Loop{static_cast<double>(f) / fps}};
+        shown = TimecodeOverride{TimecodeOverride::Loop{f * RedBook::samplesPerFrame}};
     } else if (std::holds_alternative<CanvasDrag::LoopMoveEnd>(dragMode_)) {
         const std::int64_t f = snapFrame(under, event.modifiers);
         mirrors_.loopEndFrame = f;
-        shown = TimecodeOverride{TimecodeOverride::Loop{static_cast<double>(f) / fps}};
+        shown = TimecodeOverride{TimecodeOverride::Loop{f * RedBook::samplesPerFrame}};
     } else {
         // The pin keeps the pointer's own time unless a candidate caught it.
         const double t = std::max(0.0, event.x / pps());
         const std::int64_t f = std::llround(t * fps);
         const std::int64_t snapped = snapFrame(f, event.modifiers);
         mirrors_.lockedPlayStartTime = snapped != f ? static_cast<double>(snapped) / fps : t;
-        shown = TimecodeOverride{TimecodeOverride::Pin{*mirrors_.lockedPlayStartTime}};
+        shown =
+            TimecodeOverride{TimecodeOverride::Pin{PlaybackControl::sampleAt(*mirrors_.lockedPlayStartTime)}};
     }
     if (hooks_.timecodeOverride) {
         hooks_.timecodeOverride(shown);
@@ -235,7 +236,7 @@ void TimelineCanvas::scrubTo(double x) {
         ws_.playback().beginScrub();
     }
     if (!updateScrubEdgeAutoscroll(x)) {
-        ws_.playback().scrubTo(Viewport::secondsAtX(x, pps()));
+        ws_.playback().scrubTo(PlaybackControl::sampleAt(Viewport::secondsAtX(x, pps())));
     }
 }
 
@@ -275,7 +276,7 @@ void TimelineCanvas::autoscrollTick() {
     }
     // The pointer stays where it is on screen, so it moves over the canvas with the scroll.
     lastPointerX_ += delta;
-    ws_.playback().scrubTo(Viewport::secondsAtX(lastPointerX_, pps()));
+    ws_.playback().scrubTo(PlaybackControl::sampleAt(Viewport::secondsAtX(lastPointerX_, pps())));
 }
 
 void TimelineCanvas::stopAutoscroll() {
@@ -350,7 +351,12 @@ void TimelineCanvas::commitGesture(const PointerEvent& event) {
                     ws_.updateSubIndex(m.trackID, m.ordinal, mirrors_.subIndex->offset);
                 }
             },
-            [&](const CanvasDrag::MovingPin&) { ws_.setLockedPlayStart(mirrors_.lockedPlayStartTime); },
+            [&](const CanvasDrag::MovingPin&) {
+                if (mirrors_.lockedPlayStartTime)
+                    ws_.setLockedPlayStartSample(PlaybackControl::sampleAt(*mirrors_.lockedPlayStartTime));
+                else
+                    ws_.setLockedPlayStartSample(std::nullopt);
+            },
             [&](const auto& other) {
                 using T = std::decay_t<decltype(other)>;
                 if constexpr (std::is_same_v<T, CanvasDrag::FadingLengthStart> ||
@@ -363,7 +369,7 @@ void TimelineCanvas::commitGesture(const PointerEvent& event) {
                                      std::is_same_v<T, CanvasDrag::LoopMoveEnd>) {
                     ws_.setLoopStartFrame(mirrors_.loopStartFrame);
                     ws_.setLoopEndFrame(mirrors_.loopEndFrame);
-                    engine.seek(engine.currentTime());
+                    engine.seek(engine.currentSample());
                 }
             },
         },
@@ -424,7 +430,7 @@ void TimelineCanvas::releaseSecondary() {
             ws_.setLoopStartFrame(std::min(*a, *b));
             ws_.setLoopEndFrame(std::max(*a, *b));
             ws_.setLoopMode(true);
-            ws_.playback().seek(ws_.playback().currentTime());
+            ws_.playback().seek(ws_.playback().currentSample());
         } else {
             ws_.clearLoop();
         }

@@ -47,7 +47,7 @@ CanvasFingerprint CanvasFingerprint::of(const WorkspaceState& ws, const Viewport
     f.previewColorHex = preview.previewColorHex;
     f.loopStartFrame = ws.loopStartFrame();
     f.loopEndFrame = ws.loopEndFrame();
-    f.lockedPlayStart = ws.lockedPlayStart();
+    f.lockedPlayStart = ws.lockedPlayStartSeconds();
     for (const CDTrack& track : f.tracks) {
         const auto* peaks = ws.peaks(track);
         f.peaksShape.emplace_back(track.id, peaks ? peaks->size() : 0);

@@ -531,7 +531,7 @@ void playFromRow(WorkspaceState& ws, const SpreadsheetRow& row) {
     if (!at || *at >= positions.size()) {
         return;
     }
-    ws.playback().seek(static_cast<double>(positions[*at].index01LBA) / RedBook::framesPerSecond);
+    ws.playback().seek(positions[*at].index01LBA * RedBook::samplesPerFrame);
     ws.playback().play();
 }
 

@@ -45,7 +45,7 @@ TimeDisplay timeDisplay(TimeMode mode, double t, double totalDuration,
     double value = t;
     if (timecodeOverride) {
         d.legend = "TIME";
-        value = timecodeOverride->seconds();
+        value = static_cast<double>(timecodeOverride->sample()) / PlaybackControl::samplesPerSecond;
         d.overrideKind =
             std::holds_alternative<TimecodeOverride::Pin>(timecodeOverride->value) ? "PIN" : "LOOP";
     } else {
@@ -98,10 +98,10 @@ std::string nextTooltip(double prerollSeconds) {
 }
 
 void togglePin(WorkspaceState& ws) {
-    if (ws.lockedPlayStart()) {
-        ws.setLockedPlayStart(std::nullopt);
+    if (ws.lockedPlayStartSample()) {
+        ws.setLockedPlayStartSample(std::nullopt);
     } else {
-        ws.setLockedPlayStart(ws.playback().currentTime());
+        ws.setLockedPlayStartSample(ws.playback().currentSample());
     }
 }
 

@@ -9,6 +9,7 @@
 #include "model/TrackPosition.h"
 #include "model/Uuid.h"
 
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -33,6 +34,11 @@ class PlaybackControl {
     // Positions are disc samples at 44.1 kHz from the timeline's start (or the audition file's): whole
     // numbers from the workspace to the producer, so a frame-exact locate or loop edge stays exact.
     static constexpr std::int64_t samplesPerSecond = 44100;
+    // A time from the display (a pointer's place, a typed time) as a sample, rounded to the nearest
+    // so that a frame boundary given in seconds lands on its exact sample.
+    static std::int64_t sampleAt(double seconds) {
+        return std::isfinite(seconds) ? std::llround(seconds * static_cast<double>(samplesPerSecond)) : 0;
+    }
 
     virtual void seek(std::int64_t toSample) = 0; // clamped by the engine to 0...totalSamples()
     virtual void play() = 0;

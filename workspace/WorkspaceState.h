@@ -187,6 +187,12 @@ class WorkspaceState final {
     }
     void setCurrentSample(std::int64_t sample);
     const std::optional<std::int64_t>& lockedPlayStartSample() const { return lockedPlayStartSample_; }
+    // The pin in seconds, for display.
+    std::optional<double> lockedPlayStartSeconds() const {
+        if (!lockedPlayStartSample_)
+            return std::nullopt;
+        return static_cast<double>(*lockedPlayStartSample_) / PlaybackControl::samplesPerSecond;
+    }
     void setLockedPlayStartSample(std::optional<std::int64_t> sample);
     const std::optional<std::int64_t>& loopStartFrame() const { return loopStartFrame_; }
     const std::optional<std::int64_t>& loopEndFrame() const { return loopEndFrame_; }

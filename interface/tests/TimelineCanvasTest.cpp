@@ -224,7 +224,7 @@ TEST_F(TimelineCanvasTest, theWheelOverAPointChangesItsSmoothingNotTheZoom) {
 TEST_F(TimelineCanvasTest, altWheelWithZoomToCursorKeepsThePlayheadInPlace) {
     useTwoTracks();
     ws->setZoomToCursor(true);
-    ws->setCurrentTime(20.0); // x 1500 at 75 pps
+    ws->setCurrentSample(testing::samplesAt(20.0)); // x 1500 at 75 pps
     canvas->setScrollGeometry({1000.0, 1000.0, 7000.0});
     EXPECT_TRUE(canvas->wheel({1900, midLane, 0, -1, ModifierKey::alt}));
     const double pps = 75.0 / 1.08;
@@ -286,7 +286,7 @@ TEST_F(TimelineCanvasTest, theSecondaryButtonDrawsAndClearsTheLoop) {
     EXPECT_EQ(ws->loopEndFrame(), 1200);
     EXPECT_TRUE(ws->loopMode());
     ASSERT_TRUE(engine->loop);
-    EXPECT_DOUBLE_EQ(engine->loop->first, 12.0);
+    EXPECT_EQ(engine->loop->first, testing::samplesAt(12.0));
     EXPECT_FALSE(ws->canUndo()) << "the loop is no edit of the disc";
 
     // A secondary press and release in place clears it, as does a double press.
@@ -331,12 +331,12 @@ TEST_F(TimelineCanvasTest, thePinKeepsAnOffGridTimeUnlessASnapCaughtIt) {
     useTwoTracks();
     ws->setLockedPlayStart(10.0);
     drag(at(750, rulerY), 1000.5, rulerY);
-    ASSERT_TRUE(ws->lockedPlayStart());
-    EXPECT_DOUBLE_EQ(*ws->lockedPlayStart(), 1000.5 / 75.0);
+    ASSERT_TRUE(ws->lockedPlayStartSample());
+    EXPECT_EQ(*ws->lockedPlayStartSample(), PlaybackControl::sampleAt(1000.5 / 75.0));
     ASSERT_GE(overrides.size(), 2u);
     EXPECT_TRUE(std::holds_alternative<TimecodeOverride::Pin>(overrides[overrides.size() - 2]->value));
     drag(at(1000.5, rulerY), 3294.5, rulerY);
-    EXPECT_DOUBLE_EQ(*ws->lockedPlayStart(), 3300.0 / 75.0);
+    EXPECT_EQ(*ws->lockedPlayStartSample(), 3300 * 588); // snapped to a frame: its exact sample
 }
 
 TEST_F(TimelineCanvasTest, rulerPressesSeekAndADoublePressPlays) {
@@ -358,7 +358,7 @@ TEST_F(TimelineCanvasTest, aScrubAtTheEdgeAutoScrollsAndFollowsWithThePointer) {
     endTurn();
     ASSERT_EQ(scrolls.size(), 1u);
     EXPECT_DOUBLE_EQ(scrolls[0], 6005.0); // 0.5 * 6 + 2 points a tick
-    EXPECT_DOUBLE_EQ(engine->time, 6996.0 / 75.0) << "the scrub follows the pointer over the moved canvas";
+    EXPECT_EQ(engine->sample, 6996 * 588) << "the scrub follows the pointer over the moved canvas";
     canvas->pointerDragged(at(6500, midLane));
     EXPECT_FALSE(canvas->autoscrollRunning());
     canvas->pointerUp(at(6500, midLane));

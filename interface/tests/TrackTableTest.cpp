@@ -284,7 +284,7 @@ TEST_F(TrackTableTest, cellsAreRebuiltOnlyWhenWhatTheyShowChanges) {
     useTracks({track("A", 3000), track("B", 3000)});
     const auto before = TableCellFingerprint::of(*ws);
     ws->setSelectedTrackID(trackAt(1).id);
-    ws->setCurrentTime(12.0);
+    ws->setCurrentSample(testing::samplesAt(12.0));
     EXPECT_EQ(TableCellFingerprint::of(*ws), before);
     ws->setSRCCacheState(trackAt(0).id, SRCCacheState::rendering);
     EXPECT_NE(TableCellFingerprint::of(*ws), before);

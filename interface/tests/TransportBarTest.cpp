@@ -31,7 +31,8 @@ TEST(TransportBarTime, showsElapsedTrackAndDiscRemaining) {
     EXPECT_EQ(d.time, "00:00:00");
     EXPECT_EQ(timeDisplay(TimeMode::elapsed, 3.0, 120.0, {}).trackNumber, "--");
     // A dragged flag shows its own time under "TIME", marked by its kind.
-    d = timeDisplay(TimeMode::discRemaining, 5.0, total, disc, TimecodeOverride{TimecodeOverride::Loop{2.0}});
+    d = timeDisplay(TimeMode::discRemaining, 5.0, total, disc,
+                    TimecodeOverride{TimecodeOverride::Loop{2 * 44100}});
     EXPECT_EQ(d.legend, "TIME");
     EXPECT_EQ(d.time, "00:02:00");
     EXPECT_EQ(d.overrideKind, "LOOP");
@@ -62,11 +63,11 @@ TEST_F(TransportBarTest, theZoomCrossStepsWithinItsLimits) {
     EXPECT_EQ(ws->centerOnPlayheadTrigger(), trigger + 1);
     EXPECT_EQ(zoomTooltip(ZoomWedge::centre), "Center to cursor");
 
-    engine->time = 12.25;
+    engine->sample = testing::samplesAt(12.25);
     togglePin(*ws);
-    EXPECT_EQ(ws->lockedPlayStart(), 12.25);
+    EXPECT_EQ(ws->lockedPlayStartSample(), testing::samplesAt(12.25));
     togglePin(*ws);
-    EXPECT_FALSE(ws->lockedPlayStart());
+    EXPECT_FALSE(ws->lockedPlayStartSample());
 }
 
 TEST(TransportBarKnob, aDragSpans190PointsAfterATwoPointDeadZone) {

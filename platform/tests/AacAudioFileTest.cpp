@@ -1,9 +1,9 @@
 // AAC in .m4a through the audio file seam: what the writer makes, the reader gives back with the
 // same length and recognisably the same signal, from any position; a broken file is a clear error.
 
-#include "TempFolder.h"
 #include "platform/AudioFileReader.h"
 #include "platform/AudioFileWriter.h"
+#include "testsupport/TempFolder.h"
 
 #include <gtest/gtest.h>
 
