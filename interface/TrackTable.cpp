@@ -526,7 +526,10 @@ void playFromRow(WorkspaceState& ws, const SpreadsheetRow& row) {
     }
     const CDProject& shown = ws.displayProject();
     const auto& positions = ws.displayPositions();
-    const Uuid id = ws.project().tracks.at(index).id;
+    if (index >= ws.project().tracks.size()) {
+        return; // rows older than the project
+    }
+    const Uuid id = ws.project().tracks[index].id;
     const auto at = shown.indexOfTrack(id);
     if (!at || *at >= positions.size()) {
         return;
