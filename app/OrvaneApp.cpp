@@ -228,6 +228,10 @@ void OrvaneApp::exportDDP() {
 }
 
 void OrvaneApp::importDDP() {
+    // Asked first, so a refusal costs no extraction.
+    if (!panels_.confirmDiscardChanges(*workspace_)) {
+        return;
+    }
     const auto folder = AppDialogs::chooseFolder(
         window_.get(), "Import DDP Fileset",
         "Choose the folder containing the DDP fileset (DDPID, DDPMS, PQDESCR, IMAGE.DAT)", "Import");
@@ -264,9 +268,7 @@ void OrvaneApp::importDDP() {
         }
         return;
     }
-    if (panels_.confirmDiscardChanges(*workspace_)) {
-        workspace_->importProject(std::move(**result));
-    }
+    workspace_->importProject(std::move(**result));
 }
 
 void OrvaneApp::verifyDDP() {
