@@ -46,14 +46,27 @@ class EnergyAccumulator {
     }
 
     void process(const float* left, const float* right, std::size_t count, TrackLoudnessData& data) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const double l = highPassL_.process(shelfL_.process(static_cast<double>(left[i])));
-            const double r = highPassR_.process(shelfR_.process(static_cast<double>(right[i])));
-            hopEnergy_ += l * l + r * r;
-            if (++hopFill_ == samplesPerHop) {
-                closeHop(data);
+        // The filters run on local copies, so their state stays in registers through each hop.
+        Biquad shelfL = shelfL_, shelfR = shelfR_, highPassL = highPassL_, highPassR = highPassR_;
+        std::size_t i = 0;
+        while (i < count) {
+            const std::size_t stretch =
+                std::min(count - i, static_cast<std::size_t>(samplesPerHop - hopFill_));
+            double energy = hopEnergy_;
+            for (std::size_t end = i + stretch; i < end; ++i) {
+                const double l = highPassL.process(shelfL.process(static_cast<double>(left[i])));
+                const double r = highPassR.process(shelfR.process(static_cast<double>(right[i])));
+                energy += l * l + r * r;
             }
+            hopEnergy_ = energy;
+            hopFill_ += static_cast<std::int64_t>(stretch);
+            if (hopFill_ == samplesPerHop)
+                closeHop(data);
         }
+        shelfL_ = shelfL;
+        shelfR_ = shelfR;
+        highPassL_ = highPassL;
+        highPassR_ = highPassR;
     }
 
   private:

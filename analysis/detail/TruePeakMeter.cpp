@@ -52,7 +52,7 @@ TruePeakMeter::TruePeakMeter() {
         for (int k = 0; k < tapsPerPhase; ++k)
             sum += prototype[static_cast<std::size_t>(k * factor + p)];
         for (int k = 0; k < tapsPerPhase; ++k)
-            coefficients_[static_cast<std::size_t>(k)][static_cast<std::size_t>(p)] =
+            coefficients_[static_cast<std::size_t>(k)][p] =
                 static_cast<float>(prototype[static_cast<std::size_t>(k * factor + p)] / sum);
     }
 }
@@ -73,7 +73,7 @@ void TruePeakMeter::processChannel(const float* samples, std::size_t count, Hist
     constexpr std::size_t keep = tapsPerPhase - 1;
     float line[kScanBlock + tapsPerPhase];
     std::copy_n(history.begin(), keep, line);
-    float best[factor] = {0.0f, 0.0f, 0.0f, 0.0f};
+    Lanes best = {0.0f, 0.0f, 0.0f, 0.0f};
     float samplePeak = 0.0f;
     std::size_t done = 0;
     while (done < count) {
@@ -81,23 +81,19 @@ void TruePeakMeter::processChannel(const float* samples, std::size_t count, Hist
         std::copy_n(samples + done, n, line + keep);
         for (std::size_t i = 0; i < n; ++i) {
             samplePeak = std::max(samplePeak, std::fabs(line[keep + i]));
-            float acc[factor] = {0.0f, 0.0f, 0.0f, 0.0f};
-            const float* x = line + i;
-            for (int k = 0; k < tapsPerPhase; ++k) {
-                const float v = x[keep - static_cast<std::size_t>(k)];
-                const auto& c = coefficients_[static_cast<std::size_t>(k)];
-                for (int p = 0; p < factor; ++p)
-                    acc[p] += c[static_cast<std::size_t>(p)] * v;
-            }
-            for (int p = 0; p < factor; ++p)
-                best[p] = std::max(best[p], std::fabs(acc[p]));
+            Lanes acc = {0.0f, 0.0f, 0.0f, 0.0f};
+            const float* newest = line + i + keep;
+            for (std::size_t k = 0; k < tapsPerPhase; ++k)
+                acc += coefficients_[k] * *(newest - k);
+            const Lanes magnitude = acc < 0.0f ? -acc : acc;
+            best = best < magnitude ? magnitude : best;
         }
         std::copy_n(line + n, keep, line);
         done += n;
     }
     std::copy_n(line, keep, history.begin());
-    for (float b : best)
-        peak_ = std::max(peak_, b);
+    for (int p = 0; p < factor; ++p)
+        peak_ = std::max(peak_, best[p]);
     peak_ = std::max(peak_, samplePeak);
 }
 

@@ -27,8 +27,10 @@ class TruePeakMeter final {
     using History = std::array<float, tapsPerPhase - 1>; // the latest input samples, oldest first
     void processChannel(const float* samples, std::size_t count, History& history) noexcept;
 
-    // coefficients_[k][p]: tap k of phase p, laid out so that one input sample meets all phases at once.
-    std::array<std::array<float, factor>, tapsPerPhase> coefficients_{};
+    // Four lanes, one per phase: one input sample meets all four phases in one multiply-add.
+    using Lanes = float __attribute__((vector_size(4 * sizeof(float))));
+    // coefficients_[k][p]: tap k of phase p.
+    std::array<Lanes, tapsPerPhase> coefficients_{};
     History historyL_{};
     History historyR_{};
     float peak_ = 0.0f;

@@ -15,6 +15,7 @@
 #include "platform/AudioFileWriter.h"
 
 #include <ebur128.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -25,7 +26,6 @@
 #include <filesystem>
 #include <functional>
 #include <numbers>
-#include <unistd.h>
 #include <string>
 #include <vector>
 
@@ -36,7 +36,8 @@ namespace fs = std::filesystem;
 
 using Signal = std::function<float(std::int64_t n)>;
 
-void writeWav(const fs::path& path, double rate, std::int64_t frames, const Signal& signal, AudioSampleFormat format) {
+void writeWav(const fs::path& path, double rate, std::int64_t frames, const Signal& signal,
+              AudioSampleFormat format) {
     AudioWriteSettings settings;
     settings.sampleFormat = format;
     settings.sampleRate = rate;
@@ -95,9 +96,11 @@ Signal phasedSine(double hz, double phaseDegrees, double dBFS, std::int64_t fram
     const auto ramp = static_cast<std::int64_t>(0.01 * rate);
     return [=](std::int64_t n) {
         const std::int64_t edge = std::min(n, frames - 1 - n);
-        const double shape = edge >= ramp ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * edge / double(ramp));
-        return static_cast<float>(shape * amplitude *
-                                  std::sin(2.0 * std::numbers::pi * hz * n / rate + phaseDegrees * std::numbers::pi / 180.0));
+        const double shape =
+            edge >= ramp ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * edge / double(ramp));
+        return static_cast<float>(
+            shape * amplitude *
+            std::sin(2.0 * std::numbers::pi * hz * n / rate + phaseDegrees * std::numbers::pi / 180.0));
     };
 }
 
@@ -115,15 +118,17 @@ Signal programme(double baseDB, std::uint32_t seed) {
         state->low += 0.08 * (white - state->low);
         const double t = static_cast<double>(n) / 44100.0;
         const double swell = 0.55 + 0.45 * std::sin(2.0 * std::numbers::pi * t / (17.0 + seed % 7));
-        const double tone = 0.3 * std::sin(2.0 * std::numbers::pi * 220.0 * t) + 0.15 * std::sin(2.0 * std::numbers::pi * 3300.0 * t);
+        const double tone = 0.3 * std::sin(2.0 * std::numbers::pi * 220.0 * t) +
+                            0.15 * std::sin(2.0 * std::numbers::pi * 3300.0 * t);
         return static_cast<float>(gain * swell * (2.5 * state->low + tone + 0.05 * white));
     };
 }
 
 CDTrack trackOf(const fs::path& path) {
     auto reader = AudioFileReader::open(path);
-    CDTrack track = CDTrack::make(path.stem().string(), std::nullopt, 150,
-                                  reader ? static_cast<std::int64_t>(reader->lengthFrames() * 44100.0 / reader->sampleRate()) : 0);
+    CDTrack track = CDTrack::make(
+        path.stem().string(), std::nullopt, 150,
+        reader ? static_cast<std::int64_t>(reader->lengthFrames() * 44100.0 / reader->sampleRate()) : 0);
     track.audioFileURL = FileURL::fromPath(path);
     return track;
 }
@@ -214,12 +219,14 @@ int main(int argc, char** argv) {
     addSections("I: -23 dBFS 20 s", {{-23.0, 20.0}});
     addSections("I: -33 dBFS 20 s", {{-33.0, 20.0}});
     addSections("I: -36/-23/-36", {{-36.0, 10.0}, {-23.0, 60.0}, {-36.0, 10.0}});
-    addSections("I: -72/-36/-23/-36/-72", {{-72.0, 10.0}, {-36.0, 10.0}, {-23.0, 60.0}, {-36.0, 10.0}, {-72.0, 10.0}});
+    addSections("I: -72/-36/-23/-36/-72",
+                {{-72.0, 10.0}, {-36.0, 10.0}, {-23.0, 60.0}, {-36.0, 10.0}, {-72.0, 10.0}});
     addSections("I: -26/-20/-26", {{-26.0, 20.0}, {-20.0, 20.1}, {-26.0, 20.0}});
     addSections("LRA: -20/-30", {{-20.0, 20.0}, {-30.0, 20.0}});
     addSections("LRA: -20/-15", {{-20.0, 20.0}, {-15.0, 20.0}});
     addSections("LRA: -40/-20", {{-40.0, 20.0}, {-20.0, 20.0}});
-    addSections("LRA: -50/-35/-20/-35/-50", {{-50.0, 20.0}, {-35.0, 20.0}, {-20.0, 20.0}, {-35.0, 20.0}, {-50.0, 20.0}});
+    addSections("LRA: -50/-35/-20/-35/-50",
+                {{-50.0, 20.0}, {-35.0, 20.0}, {-20.0, 20.0}, {-35.0, 20.0}, {-50.0, 20.0}});
     addSections("44.1k -23 dBFS", {{-23.0, 20.0}}, 44100.0);
     addSine("TP: fs/4 0deg -6", 12000.0, 0.0, -6.0, 48000.0);
     addSine("TP: fs/4 45deg -6", 12000.0, 45.0, -6.0, 48000.0);
@@ -228,8 +235,8 @@ int main(int argc, char** argv) {
     addSine("TP: fs/4 45deg +3", 12000.0, 45.0, 3.0103, 48000.0);
     addSine("TP: 44.1k fs/4 45deg -1", 11025.0, 45.0, -1.0, 44100.0);
 
-    std::printf("%-28s %9s %9s %7s | %7s %7s %6s | %7s %7s %6s\n", "signal", "I ours", "I peer", "dI", "LRA ours",
-                "LRA peer", "dLRA", "TP ours", "TP peer", "dTP");
+    std::printf("%-28s %9s %9s %7s | %7s %7s %6s | %7s %7s %6s\n", "signal", "I ours", "I peer", "dI",
+                "LRA ours", "LRA peer", "dLRA", "TP ours", "TP peer", "dTP");
     double worstI = 0, worstLRA = 0, worstTP = 0;
     for (const auto& c : cases) {
         const Figures a = ours(c.file), b = theirs(c.file);
@@ -239,10 +246,11 @@ int main(int argc, char** argv) {
         if (std::isfinite(dL))
             worstLRA = std::max(worstLRA, std::fabs(dL));
         worstTP = std::max(worstTP, std::fabs(dT));
-        std::printf("%-28s %9.3f %9.3f %7.3f | %8.2f %8.2f %6.2f | %7.2f %7.2f %6.2f\n", c.name, a.lufs, b.lufs, dI, a.lra,
-                    b.lra, dL, a.truePeak, b.truePeak, dT);
+        std::printf("%-28s %9.3f %9.3f %7.3f | %8.2f %8.2f %6.2f | %7.2f %7.2f %6.2f\n", c.name, a.lufs,
+                    b.lufs, dI, a.lra, b.lra, dL, a.truePeak, b.truePeak, dT);
     }
-    std::printf("largest difference: integrated %.4f LU, LRA %.3f LU, true peak %.3f dB\n\n", worstI, worstLRA, worstTP);
+    std::printf("largest difference: integrated %.4f LU, LRA %.3f LU, true peak %.3f dB\n\n", worstI,
+                worstLRA, worstTP);
 
     // Throughput: one 5-minute programme track, one thread, file reading included.
     const auto track = dir / "programme.wav";
@@ -256,10 +264,10 @@ int main(int argc, char** argv) {
         tPeer = std::min(tPeer, seconds([&] { b = theirs(track); }));
     }
     std::printf("whole track, %g s, one thread, true peak on (best of 3):\n", trackSeconds);
-    std::printf("  ours        %.3f s  %6.1fx real time   I %.3f  LRA %.2f  TP %.2f\n", tOurs, trackSeconds / tOurs,
-                a.lufs, a.lra, a.truePeak);
-    std::printf("  libebur128  %.3f s  %6.1fx real time   I %.3f  LRA %.2f  TP %.2f\n", tPeer, trackSeconds / tPeer,
-                b.lufs, b.lra, b.truePeak);
+    std::printf("  ours        %.3f s  %6.1fx real time   I %.3f  LRA %.2f  TP %.2f\n", tOurs,
+                trackSeconds / tOurs, a.lufs, a.lra, a.truePeak);
+    std::printf("  libebur128  %.3f s  %6.1fx real time   I %.3f  LRA %.2f  TP %.2f\n", tPeer,
+                trackSeconds / tPeer, b.lufs, b.lra, b.truePeak);
     std::printf("  ours / peer throughput: %.2fx\n\n", tPeer / tOurs);
 
     // The album on two threads.
@@ -268,8 +276,8 @@ int main(int argc, char** argv) {
     std::vector<LoudnessJob> jobs;
     for (int i = 0; i < trackCount; ++i) {
         const auto path = dir / ("album-" + std::to_string(i) + ".wav");
-        writeWav(path, 44100.0, static_cast<std::int64_t>(perTrack * 44100.0), programme(-10.0 - (i % 5), 100u + i),
-                 AudioSampleFormat::int16);
+        writeWav(path, 44100.0, static_cast<std::int64_t>(perTrack * 44100.0),
+                 programme(-10.0 - (i % 5), 100u + i), AudioSampleFormat::int16);
         CDTrack t = trackOf(path);
         jobs.push_back(LoudnessJob{t.id, t, t.title, true});
     }
@@ -281,10 +289,11 @@ int main(int argc, char** argv) {
         if (r)
             datas.push_back(*r);
     const auto album = LoudnessAnalyzer::albumSummary(datas);
-    std::printf("album of %.1f min (%d tracks), two threads: %.2f s (%.0fx real time)", albumMinutes, trackCount, tAlbum,
-                albumMinutes * 60.0 / tAlbum);
+    std::printf("album of %.1f min (%d tracks), two threads: %.2f s (%.0fx real time)", albumMinutes,
+                trackCount, tAlbum, albumMinutes * 60.0 / tAlbum);
     if (album)
-        std::printf("; album I %.2f LUFS, TP %.2f dBTP, LRA %.2f LU", album->lufs, album->truePeak, album->lra.value_or(NAN));
+        std::printf("; album I %.2f LUFS, TP %.2f dBTP, LRA %.2f LU", album->lufs, album->truePeak,
+                    album->lra.value_or(NAN));
     std::printf("\n");
     fs::remove_all(dir);
     return 0;
