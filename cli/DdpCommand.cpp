@@ -3,8 +3,8 @@
 
 #include "cli/Commands.h"
 #include "cli/DdpImportJob.h"
-#include "cli/ProjectLoudness.h"
 #include "cli/ProgressPrinter.h"
+#include "cli/ProjectLoudness.h"
 #include "delivery/DDPExport.h"
 #include "delivery/DDPVerifier.h"
 #include "delivery/PQSheetBuilder.h"

@@ -180,7 +180,6 @@ bool TimelineCanvas::beginLocatorDrag(const CanvasHit& hit) {
     mirrors_.loopStartFrame = ws_.loopStartFrame();
     mirrors_.loopEndFrame = ws_.loopEndFrame();
     mirrors_.lockedPlayStartTime = ws_.lockedPlayStartSeconds();
-    constexpr double fps = static_cast<double>(RedBook::framesPerSecond);
     switch (hit.zone) {
     case Zone::pin:
         setDragMode(CanvasDrag::MovingPin{});

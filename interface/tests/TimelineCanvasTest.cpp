@@ -329,7 +329,7 @@ TEST_F(TimelineCanvasTest, aSingleLoopFlagIsPulledApartOnEitherSideOfItsOrigin) 
 
 TEST_F(TimelineCanvasTest, thePinKeepsAnOffGridTimeUnlessASnapCaughtIt) {
     useTwoTracks();
-    ws->setLockedPlayStart(10.0);
+    ws->setLockedPlayStartSample(testing::samplesAt(10.0));
     drag(at(750, rulerY), 1000.5, rulerY);
     ASSERT_TRUE(ws->lockedPlayStartSample());
     EXPECT_EQ(*ws->lockedPlayStartSample(), PlaybackControl::sampleAt(1000.5 / 75.0));

@@ -50,7 +50,7 @@ TEST_F(AutosaveTest, storeRoundTripsAndRefusesWhatItCannotRead) {
 
     const std::string good = AutosaveStore::encode(*loaded);
     for (const std::string& bad : {std::string("{"), std::string("[]"), std::string("{\"version\":1}"),
-                                  good.substr(0, good.size() / 2)}) {
+                                   good.substr(0, good.size() / 2)}) {
         writeFile(bad);
         EXPECT_FALSE(AutosaveStore::load(recovery)) << bad;
     }
