@@ -76,9 +76,9 @@ int runImprint(Args args) {
         imprints.push_back(std::move(*imprint));
     }
     nlohmann::json out{{"a", files[0]}, {"b", files[1]}, {"panels", nlohmann::json::array()}};
-    for (const auto& spec : kPanels) {
+    for (const auto& band : kPanels) {
         const auto panel =
-            SpectralDifference::panel(imprints[0], imprints[1], spec.fMin, spec.fMax, spec.nyquistStyle);
+            SpectralDifference::panel(imprints[0], imprints[1], band.fMin, band.fMax, band.nyquistStyle);
         if (!panel)
             return fail(
                 "the two files have different band grids (different sample rates); convert them to one rate "
@@ -88,10 +88,10 @@ int runImprint(Args args) {
             for (std::size_t i = 0; i < panel->frequencies.size(); ++i)
                 bands.push_back({{"hz", panel->frequencies[i]}, {"db", panel->differences[i]}});
             out["panels"].push_back(
-                {{"title", spec.title}, {"scale", panel->half}, {"bands", std::move(bands)}});
+                {{"title", band.title}, {"scale", panel->half}, {"bands", std::move(bands)}});
             continue;
         }
-        std::printf("%s (scale \u00b1%.2f dB)\n", spec.title, panel->half);
+        std::printf("%s (scale \u00b1%.2f dB)\n", band.title, panel->half);
         for (std::size_t i = 0; i < panel->frequencies.size(); ++i)
             std::printf("  %9.1f Hz  %+8.3f dB\n", panel->frequencies[i], panel->differences[i]);
     }
