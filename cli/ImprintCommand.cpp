@@ -36,14 +36,14 @@ int fail(const std::string& text) {
     return 1;
 }
 
-struct PanelSpec {
+struct PanelRange {
     const char* title;
     double fMin;
     double fMax;
     bool nyquistStyle;
 };
 
-constexpr PanelSpec kPanels[] = {
+constexpr PanelRange kPanels[] = {
     {"Passband \u00b7 20 Hz \u2013 20 kHz", 20.0, 20000.0, false},
     {"Nyquist transition \u00b7 18 \u2013 22 kHz", 18000.0, 22500.0, true},
 };
