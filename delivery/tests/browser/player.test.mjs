@@ -158,7 +158,9 @@ for (const format of ["quality", "light", "smartphone"]) {
     // Next while playing goes on playing from track 2.
     await page.click("#next");
     let s = await audioState(page);
-    assert.ok(s.t >= starts[1] && s.t < starts[1] + 1, `next: ${s.t}`);
+    // The element reports its position rounded to the sample, so a start on a frame edge may read a
+    // hair early; the page itself treats anything within a millisecond as the track.
+    assert.ok(s.t >= starts[1] - 0.001 && s.t < starts[1] + 1, `next: ${s.t}`);
     assert.equal(s.paused, false);
     await page.waitForFunction((t) => document.getElementById("audio").currentTime > t + 0.2, starts[1],
       { timeout: 15000 });
