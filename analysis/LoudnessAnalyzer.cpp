@@ -3,9 +3,9 @@
 #include "analysis/detail/TruePeakMeter.h"
 #include "model/RedBook.h"
 #include "platform/AudioBuffer.h"
-#include "platform/AudioConverter.h"
 #include "platform/AudioFileReader.h"
 #include "render/RenderStage.h"
+#include "render/ResampledStream.h"
 
 #include <algorithm>
 #include <cassert>
@@ -106,9 +106,6 @@ std::optional<TrackLoudnessData> analyzeTrackData(const CDTrack& track, const Pr
     if (total <= 0)
         return std::nullopt;
 
-    constexpr double targetRate = 44100.0;
-    const double fileRate = reader.sampleRate();
-    const bool native = fileRate == targetRate && reader.channelCount() == 2;
     // The level the disc carries, from the stage the master render applies it with.
     RenderStage::TrackLevel level(track, RedBook::samplesPerFrame);
     detail::TruePeakMeter truePeak;
@@ -118,40 +115,26 @@ std::optional<TrackLoudnessData> analyzeTrackData(const CDTrack& track, const Pr
     data.hops.reserve(static_cast<std::size_t>(total / samplesPerHop + 1));
     data.blocks.reserve(static_cast<std::size_t>(total / samplesPerHop + 1));
 
-    const auto fileChunkCapacity = static_cast<std::size_t>(fileRate * chunkSamples / targetRate) + 1;
-    AudioBuffer fileBuffer = reader.makeBuffer(fileChunkCapacity);
-    std::optional<AudioBuffer> targetBuffer;
-    for (std::int64_t pos = 0; pos < total;) {
+    // Read as the monitoring hears it: other rates through one continuing converter, so chunk
+    // edges add nothing to the figures.
+    ResampledStream stream;
+    // Where the file's own audio ends, in disc samples; the track is measured no further.
+    const auto fileEnd441 = static_cast<std::int64_t>(
+        std::floor(static_cast<double>(reader.lengthFrames()) * 44100.0 / reader.sampleRate()));
+    const std::int64_t end = std::min(total, fileEnd441 - track.trimStartSamples);
+    std::vector<float> left(static_cast<std::size_t>(chunkSamples));
+    std::vector<float> right(static_cast<std::size_t>(chunkSamples));
+    for (std::int64_t pos = 0; pos < end;) {
         if (progress && !progress(static_cast<double>(pos) / static_cast<double>(total)))
             return std::nullopt;
-        const std::int64_t chunk = std::min(total - pos, chunkSamples);
-        const auto filePosition = static_cast<std::int64_t>(
-            fileRate * static_cast<double>(track.trimStartSamples + pos) / targetRate);
-        const auto frameCount = static_cast<std::int64_t>(fileRate * static_cast<double>(chunk) / targetRate);
-        if (frameCount <= 0 || filePosition >= reader.lengthFrames())
+        const std::int64_t chunk = std::min(end - pos, chunkSamples);
+        if (!stream.read(reader, track.trimStartSamples + pos, chunk, left.data(), right.data()))
             break;
-        if (!reader.setFramePosition(filePosition))
-            break;
-        const auto got = reader.read(fileBuffer, static_cast<std::size_t>(frameCount));
-        if (!got || *got == 0)
-            break;
-        AudioBuffer* audio = &fileBuffer;
-        if (!native) {
-            if (!targetBuffer)
-                targetBuffer.emplace(targetRate, 2, static_cast<std::size_t>(chunkSamples));
-            if (!AudioConverter::convert(fileBuffer, *targetBuffer))
-                break;
-            audio = &*targetBuffer;
-        }
-        const std::size_t frames = audio->frameLength();
-        float* left = audio->channel(0);
-        float* right = audio->channel(1);
-        level.apply(left, right, left, right, pos, static_cast<std::int64_t>(frames));
-        energy.process(left, right, frames, data);
-        truePeak.process(left, right, frames);
+        const auto frames = static_cast<std::size_t>(chunk);
+        level.apply(left.data(), right.data(), left.data(), right.data(), pos, chunk);
+        energy.process(left.data(), right.data(), frames, data);
+        truePeak.process(left.data(), right.data(), frames);
         pos += chunk;
-        if (*got < static_cast<std::size_t>(frameCount))
-            break; // the file ended early
     }
     truePeak.flush();
     if (data.blocks.empty())

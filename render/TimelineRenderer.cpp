@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 
 namespace orvane {
 
@@ -38,15 +37,6 @@ const AudioBlock* blockAt(const std::vector<AudioBlock>& blocks, std::int64_t fr
     }
     return nullptr;
 }
-
-// Largest whole division toward minus infinity, for positions before a file's start.
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
-    const std::int64_t q = a / b;
-    return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
-}
-
-// Native frames fed to a stream at a time.
-constexpr std::int64_t feedFrames = 4096;
 
 } // namespace
 
@@ -179,119 +169,9 @@ bool TimelineRenderer::readResampled(ReadScratch& scratch, std::int64_t streamKe
         return false;
     scratch.l.assign(sz(count), 0.0f);
     scratch.r.assign(sz(count), 0.0f);
-    const double sr = reader->sampleRate();
-    if (std::abs(sr - targetRate) >= 0.5) {
-        if (reading == Reading::perChunk)
-            return readConvertedChunk(scratch, *reader, startSample441, count);
-        SourceStream& stream = streams_[streamKey];
-        const bool ok = readStreamed(scratch, stream, *reader, startSample441, count);
-        if (!ok)
-            stream.next441 = -1; // a fault ends the stream; the next chunk starts it anew
-        return ok;
-    }
-
-    // The disc's own rate reads directly: no conversion, nothing to carry over.
-    if (startSample441 < 0 || startSample441 >= reader->lengthFrames())
-        return true; // before the start or past the end of the file is silence, not a fault
-    if (!reader->setFramePosition(startSample441))
-        return false;
-    std::optional<AudioBuffer>& native = scratch.native;
-    if (!native || native->sampleRate() != sr || native->channelCount() != reader->channelCount() ||
-        native->frameCapacity() < sz(count))
-        native = reader->makeBuffer(sz(count));
-    if (!reader->read(*native, sz(count)))
-        return false;
-    const std::size_t n = std::min(native->frameLength(), sz(count));
-    const int right = native->channelCount() < 2 ? 0 : 1;
-    std::copy_n(native->channel(0), n, scratch.l.begin());
-    std::copy_n(native->channel(right), n, scratch.r.begin());
-    return true;
-}
-
-bool TimelineRenderer::readStreamed(ReadScratch& scratch, SourceStream& stream, AudioFileReader& reader,
-                                    std::int64_t startSample441, std::int64_t count) {
-    const std::string key = reader.path().string();
-    if (stream.path != key || stream.next441 != startSample441 || !stream.converter ||
-        stream.converter->inRate() != reader.sampleRate()) {
-        stream.path = key;
-        if (!restartStream(stream, reader, startSample441))
-            return false;
-    }
-    const auto wanted = sz(stream.discard + count);
-    while (stream.pendingL.size() - stream.pendingAt < wanted)
-        if (!feedStream(stream, reader, feedFrames))
-            return false;
-    stream.pendingAt += sz(stream.discard);
-    stream.discard = 0;
-    std::copy_n(stream.pendingL.begin() + static_cast<std::ptrdiff_t>(stream.pendingAt), count,
-                scratch.l.begin());
-    std::copy_n(stream.pendingR.begin() + static_cast<std::ptrdiff_t>(stream.pendingAt), count,
-                scratch.r.begin());
-    stream.pendingAt += sz(count);
-    // Drop what has been handed on once it outweighs what waits, so the queue stays short.
-    if (stream.pendingAt * 2 > stream.pendingL.size()) {
-        const auto handed = static_cast<std::ptrdiff_t>(stream.pendingAt);
-        stream.pendingL.erase(stream.pendingL.begin(), stream.pendingL.begin() + handed);
-        stream.pendingR.erase(stream.pendingR.begin(), stream.pendingR.begin() + handed);
-        stream.pendingAt = 0;
-    }
-    stream.next441 = startSample441 + count;
-    return true;
-}
-
-bool TimelineRenderer::restartStream(SourceStream& stream, AudioFileReader& reader,
-                                     std::int64_t startSample441) {
-    const double sr = reader.sampleRate();
-    if (!stream.converter || stream.converter->inRate() != sr) {
-        auto made = AudioStreamConverter::make(sr, targetRate);
-        if (!made)
-            return false;
-        stream.converter.emplace(std::move(*made));
-    } else {
-        stream.converter->reset();
-    }
-    stream.pendingL.clear();
-    stream.pendingR.clear();
-    stream.pendingAt = 0;
-    // Start the converter on a native frame that lies exactly on a disc sample: with rates in the
-    // ratio a : b, every b-th disc sample meets every a-th native frame. Starting there, a pre-roll
-    // before the wanted sample, makes a restarted stream give the same samples as an unbroken one.
-    const auto rate = std::max<std::int64_t>(std::llround(sr), 1);
-    const std::int64_t common = std::gcd(rate, static_cast<std::int64_t>(targetRate));
-    const std::int64_t nativeStep = rate / common;
-    const std::int64_t discStep = static_cast<std::int64_t>(targetRate) / common;
-    const std::int64_t anchor = floorDiv(startSample441 - streamPrerollSamples, discStep);
-    stream.nextNative = anchor * nativeStep;
-    stream.discard = startSample441 - anchor * discStep;
-    stream.next441 = startSample441;
-    return true;
-}
-
-bool TimelineRenderer::feedStream(SourceStream& stream, AudioFileReader& reader, std::int64_t frames) {
-    stream.feedL.assign(sz(frames), 0.0f);
-    stream.feedR.assign(sz(frames), 0.0f);
-    // Only the part inside the file is read; before its start and past its end is silence.
-    const std::int64_t from = std::max<std::int64_t>(stream.nextNative, 0);
-    const std::int64_t to = std::min(stream.nextNative + frames, reader.lengthFrames());
-    if (from < to) {
-        if (reader.framePosition() != from && !reader.setFramePosition(from))
-            return false;
-        const auto want = sz(to - from);
-        std::optional<AudioBuffer>& native = stream.native;
-        if (!native || native->channelCount() != reader.channelCount() || native->frameCapacity() < want)
-            native = reader.makeBuffer(sz(frames));
-        if (!reader.read(*native, want))
-            return false;
-        const std::size_t got = std::min(native->frameLength(), want);
-        const int right = native->channelCount() < 2 ? 0 : 1;
-        const auto at = static_cast<std::ptrdiff_t>(from - stream.nextNative);
-        std::copy_n(native->channel(0), got, stream.feedL.begin() + at);
-        std::copy_n(native->channel(right), got, stream.feedR.begin() + at);
-    }
-    stream.nextNative += frames;
-    return stream.converter
-        ->push(stream.feedL.data(), stream.feedR.data(), sz(frames), stream.pendingL, stream.pendingR)
-        .has_value();
+    if (reading == Reading::perChunk && std::abs(reader->sampleRate() - targetRate) >= 0.5)
+        return readConvertedChunk(scratch, *reader, startSample441, count);
+    return streams_[streamKey].read(*reader, startSample441, count, scratch.l.data(), scratch.r.data());
 }
 
 bool TimelineRenderer::readConvertedChunk(ReadScratch& scratch, AudioFileReader& reader,

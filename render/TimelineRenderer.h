@@ -10,7 +10,7 @@
 #include "model/CDProject.h"
 #include "model/TrackPosition.h"
 #include "platform/AudioFileReader.h"
-#include "platform/AudioStreamConverter.h"
+#include "render/ResampledStream.h"
 
 #include <array>
 #include <cstdint>
@@ -42,9 +42,6 @@ struct StereoDeEmphasis {
 class TimelineRenderer {
   public:
     static constexpr std::int64_t samplesPerFrame = 588;
-    // Audio read before a restarted stream's first sample, so that the converter's filter is full
-    // of the real signal by then.
-    static constexpr std::int64_t streamPrerollSamples = 4096;
 
     // How sources of another rate are read. Steady playback streams them; the scrub reads short
     // windows at will and converts each on its own.
@@ -88,19 +85,6 @@ class TimelineRenderer {
         std::vector<float> r;
     };
 
-    // One source read as a continuous stream: the converter, where the next continuous read
-    // starts, the native frame it is fed next, and what it gave out that is not yet handed on.
-    struct SourceStream {
-        std::string path;
-        std::optional<AudioStreamConverter> converter;
-        std::int64_t next441 = -1;   // file-timeline sample (44.1 kHz) that continues the stream
-        std::int64_t nextNative = 0; // native frame fed next; below 0 and past the end are silence
-        std::int64_t discard = 0;    // converted samples of the pre-roll still to drop
-        std::vector<float> pendingL, pendingR;
-        std::size_t pendingAt = 0;
-        std::optional<AudioBuffer> native;
-        std::vector<float> feedL, feedR;
-    };
     // The stream of the audition file; tracks use their index.
     static constexpr std::int64_t previewStreamKey = -1;
 
@@ -119,12 +103,6 @@ class TimelineRenderer {
     // converted source on. False when the file cannot be opened, read or converted.
     bool readResampled(ReadScratch& scratch, std::int64_t streamKey, const std::filesystem::path& file,
                        std::int64_t startSample441, std::int64_t count, Reading reading);
-    // The same through the source's stream; it restarts where the read does not continue the last.
-    bool readStreamed(ReadScratch& scratch, SourceStream& stream, AudioFileReader& reader,
-                      std::int64_t startSample441, std::int64_t count);
-    bool restartStream(SourceStream& stream, AudioFileReader& reader, std::int64_t startSample441);
-    // Feeds the converter `frames` native frames from stream.nextNative.
-    bool feedStream(SourceStream& stream, AudioFileReader& reader, std::int64_t frames);
     // A fresh conversion of one chunk with no history: the scrub's reading.
     bool readConvertedChunk(ReadScratch& scratch, AudioFileReader& reader, std::int64_t startSample441,
                             std::int64_t count);
@@ -134,7 +112,7 @@ class TimelineRenderer {
     AudioFileReader* file(const std::filesystem::path& path);
 
     std::map<std::string, AudioFileReader> fileCache_;
-    std::map<std::int64_t, SourceStream> streams_;
+    std::map<std::int64_t, ResampledStream> streams_;
     std::map<std::int64_t, StereoDeEmphasis> deemphStates_;
     std::array<ReadScratch, 2> scratch_; // the outgoing and the incoming source of a crossfade
 };
