@@ -125,8 +125,9 @@ void row(const char* name, double discSeconds, double wall, double target) {
         std::printf("%-52s %9.3f %11.1fx %10s\n", name, wall, speed, "-");
 }
 
-// Plays `count` samples of the disc from `from` through the engine into the offline device, pulling
-// as fast as the producer fills the ring, and returns the left channel of what the output received.
+// Plays `count` samples of the disc from `from` samples into the first track's audio (past its
+// pre-gap) through the engine into the offline device, pulling as fast as the producer fills the
+// ring, and returns the left channel of what the output received.
 std::vector<double> capture(const CDProject& project, const fs::path& folder, std::int64_t from,
                             std::int64_t count) {
     const auto positions = TimelineCalculator::calculatePositions(project).value();
@@ -135,7 +136,7 @@ std::vector<double> capture(const CDProject& project, const fs::path& folder, st
     OfflineAudioOutput output(OfflineAudioOutputSettings{OfflinePacing::manual, std::nullopt, 0.0});
     PlaybackEngine engine(loop, defaults, output);
     engine.load(project, positions);
-    engine.seek(from);
+    engine.seek(positions.front().audioStartLBA * RedBook::samplesPerFrame + from);
     engine.play();
     std::vector<double> left;
     while (static_cast<std::int64_t>(left.size()) < count) {
