@@ -1,5 +1,6 @@
 // orvane-cli batch: the whole delivery of a job in one run and from one render.
 
+#include "cli/CommandVoice.h"
 #include "cli/Commands.h"
 #include "cli/DeliveryInput.h"
 #include "cli/ImportJob.h"
@@ -41,25 +42,7 @@ exit status: 0 done, 1 the project could not be read or the delivery failed, 2 u
 130 interrupted
 )help";
 
-int usage(const std::string& problem) {
-    std::fprintf(stderr, "orvane-cli batch: %s\n%s", problem.c_str(), kHelp);
-    return 2;
-}
-
-int fail(const std::string& text) {
-    std::fprintf(stderr, "orvane-cli batch: %s\n", text.c_str());
-    return 1;
-}
-
-std::optional<PreviewFormat> formatNamed(const std::string& name) {
-    if (name == "quality")
-        return PreviewFormat::quality;
-    if (name == "light")
-        return PreviewFormat::light;
-    if (name == "smartphone")
-        return PreviewFormat::smartphone;
-    return std::nullopt;
-}
+const CommandVoice voice{"orvane-cli batch", kHelp};
 
 // "DDP fileset, WAV tracks, client preview (Quality (FLAC)), PQ sheet"
 std::string partsWritten(const BatchDelivery::Components& c, PreviewFormat format) {
@@ -102,67 +85,53 @@ int runBatch(Args args) {
             components.pqSheet = false;
         } else if (a == "--preview-format" || a == "--email") {
             if (i + 1 >= args.size())
-                return usage(a + " needs a value");
+                return voice.usage(a + " needs a value");
             const std::string& value = args[++i];
             if (a == "--email") {
                 email = value;
-            } else if (const auto named = formatNamed(value)) {
+            } else if (const auto named = previewFormatNamed(value)) {
                 format = *named;
             } else {
-                return usage("unknown preview format '" + value + "'");
+                return voice.usage("unknown preview format '" + value + "'");
             }
         } else if (!a.empty() && a[0] == '-') {
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         } else if (projectPath.empty()) {
             projectPath = a;
         } else if (outDir.empty()) {
             outDir = a;
         } else {
-            return usage("too many arguments");
+            return voice.usage("too many arguments");
         }
     }
     if (outDir.empty())
-        return usage("a project and an output folder are needed");
+        return voice.usage("a project and an output folder are needed");
     if (!components.ddp && !components.wav && !components.preview && !components.pqSheet)
-        return fail("Select at least one delivery component (DDP, WAV, preview or PQ sheet).");
+        return voice.fail("Select at least one delivery component (DDP, WAV, preview or PQ sheet).");
     const auto input = loadLaidOutProject(projectPath);
     if (!input)
-        return fail(input.error());
+        return voice.fail(input.error());
 
     std::vector<BatchDelivery::PQFile> pqFiles;
     if (components.pqSheet && !input->positions.empty()) {
         const auto sheet = PQSheetBuilder::exportFiles(
             input->project, input->positions, PQSheetBuilder::storedLoudness(input->project), std::nullopt);
         if (!sheet)
-            return fail(sheet.error());
+            return voice.fail(sheet.error());
         pqFiles.emplace_back(std::string(PQSheetBuilder::pdfFileName), sheet->pdf);
         pqFiles.emplace_back(std::string(PQSheetBuilder::csvFileName), sheet->csv);
     }
 
-    const InterruptScope catchInterrupt;
-    ProgressPrinter printer(stderr);
-    try {
-        printer(0.0, "Preparing\u2026");
-        const auto folder = BatchDelivery::exportDelivery(
-            input->project, input->positions, absoluteNormal(outDir), components, format, email, pqFiles,
-            [&](double f, const std::string& status) { return printer(f, status); });
-        printer.finish();
-        std::printf("%s written to:\n%s\n", partsWritten(components, format).c_str(), folder.c_str());
-        return 0;
-    } catch (const UserCancelledError&) {
-        printer.finish();
-        std::fprintf(stderr, "orvane-cli batch: interrupted; the delivery folder keeps the parts finished\n");
-        return 130;
-    } catch (const ExportError& error) {
-        printer.finish();
-        return fail(error.message);
-    } catch (const PreviewExportError& error) {
-        printer.finish();
-        return fail(error.message);
-    } catch (const std::exception& error) {
-        printer.finish();
-        return fail(error.what());
-    }
+    return runDeliveryJob(
+        voice, stderr, "the delivery folder keeps the parts finished", [&](ProgressPrinter& printer) {
+            printer(0.0, "Preparing\u2026");
+            const auto folder = BatchDelivery::exportDelivery(
+                input->project, input->positions, absoluteNormal(outDir), components, format, email, pqFiles,
+                [&](double f, const std::string& status) { return printer(f, status); });
+            printer.finish();
+            std::printf("%s written to:\n%s\n", partsWritten(components, format).c_str(), folder.c_str());
+            return 0;
+        });
 }
 
 } // namespace orvane::cli

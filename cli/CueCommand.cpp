@@ -2,6 +2,7 @@
 // or one image cut into track files) into a document; "export" renders the disc as one WAV image
 // with its sheet.
 
+#include "cli/CommandVoice.h"
 #include "cli/Commands.h"
 #include "cli/DeliveryInput.h"
 #include "cli/ImportJob.h"
@@ -45,16 +46,9 @@ Progress shows as a bar when stderr is a terminal and as plain lines otherwise.
 exit status: 0 done, 1 the input could not be read or the job failed, 2 usage error, 130 interrupted
 )";
 
-int usage(const std::string& problem) {
-    std::fprintf(stderr, "orvane-cli cue: %s\n%s", problem.c_str(), kHelp);
-    return 2;
-}
-
-int fail(std::string_view subcommand, const std::string& text) {
-    std::fprintf(stderr, "orvane-cli cue %.*s: %s\n", static_cast<int>(subcommand.size()), subcommand.data(),
-                 text.c_str());
-    return 1;
-}
+const CommandVoice voice{"orvane-cli cue", kHelp};
+const CommandVoice exportVoice{"orvane-cli cue export", kHelp};
+const CommandVoice importVoice{"orvane-cli cue import", kHelp};
 
 int runImport(Args args) {
     std::string sheet;
@@ -64,18 +58,18 @@ int runImport(Args args) {
         const std::string& a = args[i];
         if (a == "-o" || a == "--audio-dir") {
             if (i + 1 >= args.size())
-                return usage(a + " needs a value");
+                return voice.usage(a + " needs a value");
             (a == "-o" ? projectPath : audioDir.emplace()) = args[++i];
         } else if (!a.empty() && a[0] == '-') {
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         } else if (sheet.empty()) {
             sheet = a;
         } else {
-            return usage("one sheet at a time");
+            return voice.usage("one sheet at a time");
         }
     }
     if (sheet.empty() || projectPath.empty())
-        return usage(sheet.empty() ? "a CUE sheet is needed" : "no output document (-o)");
+        return voice.usage(sheet.empty() ? "a CUE sheet is needed" : "no output document (-o)");
 
     const fs::path cue = absoluteNormal(sheet);
     const fs::path project = absoluteNormal(projectPath);
@@ -104,7 +98,7 @@ int runImport(Args args) {
         return 130;
     }
     if (!result)
-        return fail("import", result.error().message);
+        return importVoice.fail(result.error().message);
     std::printf("Imported %zu tracks\nproject: %s\n", result->project.tracks.size(),
                 result->projectPath.c_str());
     if (!result->audioDir.empty())
@@ -117,45 +111,33 @@ int runExport(Args args) {
     std::string cuePath;
     for (const std::string& a : args) {
         if (!a.empty() && a[0] == '-')
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         if (projectPath.empty())
             projectPath = a;
         else if (cuePath.empty())
             cuePath = a;
         else
-            return usage("too many arguments");
+            return voice.usage("too many arguments");
     }
     if (cuePath.empty())
-        return usage("a project and the sheet to write are needed");
+        return voice.usage("a project and the sheet to write are needed");
     const auto input = loadLaidOutProject(projectPath);
     if (!input)
-        return fail("export", input.error());
+        return exportVoice.fail(input.error());
     const fs::path cue = absoluteNormal(cuePath);
     std::error_code ec;
     fs::create_directories(cue.parent_path(), ec);
     if (ec)
-        return fail("export", "Could not create " + cue.parent_path().string() + ": " + ec.message() + ".");
+        return exportVoice.fail("Could not create " + cue.parent_path().string() + ": " + ec.message() + ".");
 
-    const InterruptScope catchInterrupt;
-    ProgressPrinter printer(stderr);
-    try {
+    return runDeliveryJob(exportVoice, stderr, "", [&](ProgressPrinter& printer) {
         CUEExporter::exportCUE(input->project, input->positions, cue, [&](double f) {
             return printer(f, f < 0.6 ? "Rendering disc\u2026" : "Writing WAV image\u2026");
         });
         printer.finish();
         std::printf("CUE sheet and WAV image written to:\n%s\n", cue.c_str());
         return 0;
-    } catch (const UserCancelledError&) {
-        printer.finish();
-        std::fprintf(stderr, "orvane-cli cue export: interrupted\n");
-        return 130;
-    } catch (const ExportError& error) {
-        printer.finish();
-        return fail("export", error.message);
-    } catch (const std::exception& error) {
-        printer.finish();
-        return fail("export", error.what());
-    }
+    });
 }
 
 struct Subcommand {
@@ -172,7 +154,7 @@ constexpr std::array kSubcommands{
 
 int runCue(Args args) {
     if (args.empty())
-        return usage("a subcommand is needed");
+        return voice.usage("a subcommand is needed");
     if (wantsHelp(args)) {
         std::fputs(kHelp, stdout);
         return 0;
@@ -180,7 +162,7 @@ int runCue(Args args) {
     for (const auto& s : kSubcommands)
         if (s.name == args[0])
             return s.run(args.subspan(1));
-    return usage("unknown subcommand '" + args[0] + "'");
+    return voice.usage("unknown subcommand '" + args[0] + "'");
 }
 
 } // namespace orvane::cli

@@ -1,6 +1,7 @@
 // orvane-cli ddp: DDP filesets from and to project documents. "export" renders one, "verify"
 // re-checks one on disk, "import" reads one back into a document and track files.
 
+#include "cli/CommandVoice.h"
 #include "cli/Commands.h"
 #include "cli/DdpImportJob.h"
 #include "cli/ProgressPrinter.h"
@@ -56,16 +57,10 @@ exit status: 0 done (verify: no errors), 1 the input could not be read, the job 
 verify found an error, 2 usage error, 130 interrupted
 )";
 
-int usage(const std::string& problem) {
-    std::fprintf(stderr, "orvane-cli ddp: %s\n%s", problem.c_str(), kHelp);
-    return 2;
-}
-
-int fail(std::string_view subcommand, const std::string& text) {
-    std::fprintf(stderr, "orvane-cli ddp %.*s: %s\n", static_cast<int>(subcommand.size()), subcommand.data(),
-                 text.c_str());
-    return 1;
-}
+const CommandVoice voice{"orvane-cli ddp", kHelp};
+const CommandVoice exportVoice{"orvane-cli ddp export", kHelp};
+const CommandVoice importVoice{"orvane-cli ddp import", kHelp};
+const CommandVoice verifyVoice{"orvane-cli ddp verify", kHelp};
 
 int runExport(Args args) {
     std::string projectPath;
@@ -75,26 +70,26 @@ int runExport(Args args) {
         if (a == "--pq-sheet")
             pqSheet = true;
         else if (!a.empty() && a[0] == '-')
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         else if (projectPath.empty())
             projectPath = a;
         else if (outDir.empty())
             outDir = a;
         else
-            return usage("too many arguments");
+            return voice.usage("too many arguments");
     }
     if (outDir.empty())
-        return usage("a project and an output folder are needed");
+        return voice.usage("a project and an output folder are needed");
 
     CDProject project;
     try {
         project = ProjectStore::load(projectPath).project;
     } catch (const ProjectStoreError& error) {
-        return fail("export", error.what());
+        return exportVoice.fail(error.what());
     }
     const auto positions = TimelineCalculator::calculatePositions(project);
     if (!positions)
-        return fail("export", "The disc cannot be laid out: " + positions.error().description() + ".");
+        return exportVoice.fail("The disc cannot be laid out: " + positions.error().description() + ".");
 
     std::vector<Exporter::ExtraFile> extras;
     if (pqSheet) {
@@ -102,31 +97,20 @@ int runExport(Args args) {
         const auto sheet =
             PQSheetBuilder::exportFiles(project, *positions, loudness.perTrack, loudness.album);
         if (!sheet)
-            return fail("export", sheet.error());
+            return exportVoice.fail(sheet.error());
         extras.emplace_back(std::string(PQSheetBuilder::pdfFileName), sheet->pdf);
         extras.emplace_back(std::string(PQSheetBuilder::csvFileName), sheet->csv);
     }
 
-    const InterruptScope catchInterrupt;
-    ProgressPrinter printer;
-    try {
+    const std::string remains = outDir + " left as it was";
+    return runDeliveryJob(exportVoice, stdout, remains, [&](ProgressPrinter& printer) {
         printer(0.0, "Preparing\u2026");
         Exporter::exportDDP(project, *positions, outDir, extras,
                             [&](double f, const std::string& text) { return printer(f, text); });
         printer.finish();
         std::printf("DDP 2.00 fileset exported to:\n%s\n", std::filesystem::absolute(outDir).c_str());
         return 0;
-    } catch (const UserCancelledError&) {
-        printer.finish();
-        std::fprintf(stderr, "orvane-cli ddp export: interrupted; %s left as it was\n", outDir.c_str());
-        return 130;
-    } catch (const ExportError& error) {
-        printer.finish();
-        return fail("export", error.message);
-    } catch (const std::exception& error) {
-        printer.finish();
-        return fail("export", error.what());
-    }
+    });
 }
 
 int runVerify(Args args) {
@@ -136,17 +120,17 @@ int runVerify(Args args) {
         if (a == "--json")
             json = true;
         else if (!a.empty() && a[0] == '-')
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         else if (folder.empty())
             folder = a;
         else
-            return usage("one fileset at a time");
+            return voice.usage("one fileset at a time");
     }
     if (folder.empty())
-        return usage("the fileset's folder is needed");
+        return voice.usage("the fileset's folder is needed");
     std::error_code ec;
     if (!std::filesystem::is_directory(folder, ec))
-        return fail("verify", folder + " is not a folder.");
+        return verifyVoice.fail(folder + " is not a folder.");
 
     std::optional<std::vector<ValidationIssue>> issues;
     {
@@ -203,7 +187,7 @@ int runImport(Args args) {
         const std::string& a = args[i];
         if (a == "-o" || a == "--audio-dir") {
             if (i + 1 >= args.size())
-                return usage(a + " needs a value");
+                return voice.usage(a + " needs a value");
             if (a == "-o")
                 request.projectPath = args[++i];
             else
@@ -211,15 +195,16 @@ int runImport(Args args) {
         } else if (a == "--json") {
             json = true;
         } else if (!a.empty() && a[0] == '-') {
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         } else if (request.fileset.empty()) {
             request.fileset = a;
         } else {
-            return usage("one fileset at a time");
+            return voice.usage("one fileset at a time");
         }
     }
     if (request.fileset.empty() || request.projectPath.empty())
-        return usage(request.fileset.empty() ? "the fileset's folder is needed" : "no output document (-o)");
+        return voice.usage(request.fileset.empty() ? "the fileset's folder is needed"
+                                                   : "no output document (-o)");
 
     tl::expected<DdpImportResult, DdpImportFailure> result;
     {
@@ -235,7 +220,7 @@ int runImport(Args args) {
         return 130;
     }
     if (!result)
-        return fail("import", result.error().message);
+        return importVoice.fail(result.error().message);
     if (json) {
         std::printf("%s\n", importJSON(*result).dump(2).c_str());
     } else {
@@ -263,7 +248,7 @@ constexpr std::array kSubcommands{
 
 int runDdp(Args args) {
     if (args.empty())
-        return usage("a subcommand is needed");
+        return voice.usage("a subcommand is needed");
     if (args[0] == "--help" || args[0] == "-h" || wantsHelp(args)) {
         std::fputs(kHelp, stdout);
         return 0;
@@ -271,7 +256,7 @@ int runDdp(Args args) {
     for (const auto& s : kSubcommands)
         if (s.name == args[0])
             return s.run(args.subspan(1));
-    return usage("unknown subcommand '" + args[0] + "'");
+    return voice.usage("unknown subcommand '" + args[0] + "'");
 }
 
 } // namespace orvane::cli

@@ -1,6 +1,7 @@
 // orvane-cli preview: a client preview of a project's disc, a folder with a browser player and the
 // audio, or one self-contained page, optionally packed into a zip with or without a password.
 
+#include "cli/CommandVoice.h"
 #include "cli/Commands.h"
 #include "cli/ProgressPrinter.h"
 #include "delivery/PreviewExporter.h"
@@ -42,25 +43,7 @@ exit status: 0 written, 1 the project could not be read or the export failed, 2 
 130 interrupted (Ctrl-C)
 )help";
 
-int usage(const std::string& problem) {
-    std::fprintf(stderr, "orvane-cli preview: %s\n%s", problem.c_str(), kHelp);
-    return 2;
-}
-
-int fail(const std::string& text) {
-    std::fprintf(stderr, "orvane-cli preview: %s\n", text.c_str());
-    return 1;
-}
-
-std::optional<PreviewFormat> formatNamed(const std::string& name) {
-    if (name == "quality")
-        return PreviewFormat::quality;
-    if (name == "light")
-        return PreviewFormat::light;
-    if (name == "smartphone")
-        return PreviewFormat::smartphone;
-    return std::nullopt;
-}
+const CommandVoice voice{"orvane-cli preview", kHelp};
 
 struct Options {
     std::string project;
@@ -82,7 +65,7 @@ std::optional<Options> parse(Args args, std::string& problem) {
             }
             const std::string& value = args[++i];
             if (a == "--format") {
-                o.format = formatNamed(value);
+                o.format = previewFormatNamed(value);
                 if (!o.format) {
                     problem = "unknown format '" + value + "' (quality, light or smartphone)";
                     return std::nullopt;
@@ -135,27 +118,25 @@ int runPreview(Args args) {
     std::string problem;
     const auto options = parse(args, problem);
     if (!options)
-        return usage(problem);
+        return voice.usage(problem);
 
     CDProject project;
     try {
         project = ProjectStore::load(options->project).project;
     } catch (const ProjectStoreError& error) {
-        return fail(error.what());
+        return voice.fail(error.what());
     }
     const auto positions = TimelineCalculator::calculatePositions(project);
     if (!positions)
-        return fail("The disc cannot be laid out: " + positions.error().description() + ".");
+        return voice.fail("The disc cannot be laid out: " + positions.error().description() + ".");
     std::error_code ec;
     if (!std::filesystem::is_directory(options->outDir, ec))
-        return fail("The output folder \"" + options->outDir + "\" does not exist.");
+        return voice.fail("The output folder \"" + options->outDir + "\" does not exist.");
 
     const PreviewFormat format = *options->format;
     const std::string encoding =
         format == PreviewFormat::quality ? "Encoding FLAC\u2026" : "Encoding AAC\u2026";
-    const InterruptScope catchInterrupt;
-    ProgressPrinter printer(stderr);
-    try {
+    return runDeliveryJob(voice, stderr, "nothing was written", [&](ProgressPrinter& printer) {
         std::filesystem::path result = PreviewExporter::exportPreview(
             project, *positions, format, options->outDir, trimmed(options->email), std::nullopt,
             [&](double f) { return printer(f, f < 0.7 ? "Rendering audio\u2026" : encoding); });
@@ -164,26 +145,14 @@ int runPreview(Args args) {
             printer(1.0, encrypted ? "Packaging encrypted .zip\u2026" : "Packaging .zip\u2026");
             const std::filesystem::path zip =
                 PreviewExporter::zipBundle(result, options->password.value_or(""));
-            std::filesystem::remove_all(result, ec); // the zip holds it; a leftover is harmless
+            std::error_code ignored;
+            std::filesystem::remove_all(result, ignored); // the zip holds it; a leftover is harmless
             result = zip;
         }
         printer.finish();
         std::printf("%s\n", std::filesystem::absolute(result).c_str());
         return 0;
-    } catch (const UserCancelledError&) {
-        printer.finish();
-        std::fprintf(stderr, "orvane-cli preview: interrupted; nothing was written\n");
-        return 130;
-    } catch (const PreviewExportError& error) {
-        printer.finish();
-        return fail(error.message);
-    } catch (const ExportError& error) {
-        printer.finish();
-        return fail(error.message);
-    } catch (const std::exception& error) {
-        printer.finish();
-        return fail(error.what());
-    }
+    });
 }
 
 } // namespace orvane::cli

@@ -1,5 +1,6 @@
 // orvane-cli tracks: the project's disc as one WAV or AIFF file a track, cut from the master render.
 
+#include "cli/CommandVoice.h"
 #include "cli/Commands.h"
 #include "cli/DeliveryInput.h"
 #include "cli/ImportJob.h"
@@ -30,15 +31,7 @@ exit status: 0 done, 1 the project could not be read or the export failed, 2 usa
 130 interrupted
 )";
 
-int usage(const std::string& problem) {
-    std::fprintf(stderr, "orvane-cli tracks: %s\n%s", problem.c_str(), kHelp);
-    return 2;
-}
-
-int fail(const std::string& text) {
-    std::fprintf(stderr, "orvane-cli tracks: %s\n", text.c_str());
-    return 1;
-}
+const CommandVoice voice{"orvane-cli tracks", kHelp};
 
 } // namespace
 
@@ -54,24 +47,23 @@ int runTracks(Args args) {
         if (a == "--aiff")
             format = AudioExporter::Format::aiff;
         else if (!a.empty() && a[0] == '-')
-            return usage("unknown option '" + a + "'");
+            return voice.usage("unknown option '" + a + "'");
         else if (projectPath.empty())
             projectPath = a;
         else if (outDir.empty())
             outDir = a;
         else
-            return usage("too many arguments");
+            return voice.usage("too many arguments");
     }
     if (outDir.empty())
-        return usage("a project and an output folder are needed");
+        return voice.usage("a project and an output folder are needed");
     const auto input = loadLaidOutProject(projectPath);
     if (!input)
-        return fail(input.error());
+        return voice.fail(input.error());
 
     const std::filesystem::path folder = absoluteNormal(outDir);
-    const InterruptScope catchInterrupt;
-    ProgressPrinter printer(stderr);
-    try {
+    const std::string remains = folder.string() + " left as it was";
+    return runDeliveryJob(voice, stderr, remains, [&](ProgressPrinter& printer) {
         const std::size_t count =
             AudioExporter::exportTrackFiles(input->project, input->positions, folder, format, [&](double f) {
                 return printer(f, f < 0.7 ? "Rendering disc\u2026" : "Writing track files\u2026");
@@ -79,17 +71,7 @@ int runTracks(Args args) {
         printer.finish();
         std::printf("%zu track%s exported to:\n%s\n", count, count == 1 ? "" : "s", folder.c_str());
         return 0;
-    } catch (const UserCancelledError&) {
-        printer.finish();
-        std::fprintf(stderr, "orvane-cli tracks: interrupted; %s left as it was\n", folder.c_str());
-        return 130;
-    } catch (const ExportError& error) {
-        printer.finish();
-        return fail(error.message);
-    } catch (const std::exception& error) {
-        printer.finish();
-        return fail(error.what());
-    }
+    });
 }
 
 } // namespace orvane::cli
