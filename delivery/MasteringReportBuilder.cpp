@@ -1,6 +1,7 @@
 #include "delivery/MasteringReportBuilder.h"
 
 #include "delivery/detail/PdfText.h"
+#include "delivery/detail/RasterImage.h"
 #include "model/DeliverySanitizing.h"
 #include "platform/AudioFileReader.h"
 
@@ -118,35 +119,13 @@ Table makeTable(const CDProject& project, const std::vector<TrackPosition>& posi
     return table;
 }
 
-struct SurfaceDeleter {
-    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
-};
-using Surface = std::unique_ptr<cairo_surface_t, SurfaceDeleter>;
+using detail::Surface;
 
-struct ByteReader {
-    const std::vector<std::uint8_t>* bytes;
-    std::size_t at = 0;
-};
-
-cairo_status_t readBytes(void* closure, unsigned char* data, unsigned int length) {
-    auto* reader = static_cast<ByteReader*>(closure);
-    if (reader->bytes->size() - reader->at < length)
-        return CAIRO_STATUS_READ_ERROR;
-    std::copy_n(reader->bytes->data() + reader->at, length, data);
-    reader->at += length;
-    return CAIRO_STATUS_SUCCESS;
-}
-
-// The logo as an image surface, or nothing when the bytes are not a PNG of positive size.
+// The logo as an image surface, or nothing when the bytes are not an image of positive size.
 Surface decodeLogo(const std::optional<std::vector<std::uint8_t>>& bytes) {
     if (!bytes || bytes->empty())
         return nullptr;
-    ByteReader reader{&*bytes};
-    Surface image(cairo_image_surface_create_from_png_stream(readBytes, &reader));
-    if (cairo_surface_status(image.get()) != CAIRO_STATUS_SUCCESS ||
-        cairo_image_surface_get_width(image.get()) <= 0 || cairo_image_surface_get_height(image.get()) <= 0)
-        return nullptr;
-    return image;
+    return detail::decodeRasterImage(*bytes);
 }
 
 enum class Align { left, right };

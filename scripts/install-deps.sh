@@ -9,7 +9,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     nlohmann-json3-dev libexpected-dev libssl-dev
     libsndfile1-dev libsoxr-dev libfftw3-dev libsamplerate0-dev
-    libcairo2-dev libpango1.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
+    libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
     librtaudio-dev
     cdrskin cuetools cdrdao libcue-dev
     qt6-base-dev qt6-base-dev-tools libgl-dev xvfb xauth fonts-dseg
