@@ -16,6 +16,7 @@
 #include "render/Exporter.h"
 
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
 #include <QUrl>
 #include <cctype>
@@ -100,6 +101,14 @@ bool runJob(OrvaneApp& app, const QString& title, const std::string& failureTitl
     return !outcome.cancelled;
 }
 
+// Where the panels open: beside the project's document, else the home folder.
+fs::path startFolder(OrvaneApp& app) {
+    if (const auto& document = app.workspace().projectFileURL()) {
+        return document->parent_path();
+    }
+    return fs::path(QDir::homePath().toStdString());
+}
+
 std::string firstLetterLowered(std::string text) {
     if (!text.empty()) {
         text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
@@ -120,7 +129,7 @@ void importCUE(OrvaneApp& app) {
     if (!app.panels().confirmDiscardChanges(app.workspace())) {
         return;
     }
-    const auto sheet = DeliveryDialogs::chooseCUESheet(&app.window());
+    const auto sheet = DeliveryDialogs::chooseCUESheet(&app.window(), startFolder(app));
     if (!sheet) {
         return;
     }
@@ -190,7 +199,8 @@ void exportCUEImage(OrvaneApp& app) {
             c = '-';
         }
     }
-    const auto cue = DeliveryDialogs::chooseCUETarget(&app.window(), (name.empty() ? "Disc" : name) + ".cue");
+    const auto cue = DeliveryDialogs::chooseCUETarget(&app.window(), startFolder(app),
+                                                      (name.empty() ? "Disc" : name) + ".cue");
     if (cue) {
         runCUEExport(app, *cue);
     }
@@ -222,8 +232,8 @@ void exportTracks(OrvaneApp& app, AudioExporter::Format format) {
         alert(app, "Nothing to Export", "Project contains no tracks.", AlertStyle::warning);
         return;
     }
-    if (const auto folder =
-            DeliveryDialogs::chooseTracksFolder(&app.window(), AudioExporter::shortName(format))) {
+    if (const auto folder = DeliveryDialogs::chooseTracksFolder(&app.window(), startFolder(app),
+                                                                AudioExporter::shortName(format))) {
         runTracksExport(app, format, *folder);
     }
 }
@@ -263,7 +273,8 @@ void exportPreview(OrvaneApp& app, PreviewFormat format) {
         alert(app, "Nothing to Export", "Project contains no tracks.", AlertStyle::warning);
         return;
     }
-    if (const auto choice = DeliveryDialogs::choosePreview(&app.window(), format, app.defaults())) {
+    if (const auto choice =
+            DeliveryDialogs::choosePreview(&app.window(), startFolder(app), format, app.defaults())) {
         runPreviewExport(app, format, *choice);
     }
 }
@@ -321,7 +332,7 @@ void batchDelivery(OrvaneApp& app) {
         alert(app, "Nothing to Export", "Project contains no tracks.", AlertStyle::warning);
         return;
     }
-    if (const auto choice = DeliveryDialogs::chooseBatch(&app.window(), app.defaults())) {
+    if (const auto choice = DeliveryDialogs::chooseBatch(&app.window(), startFolder(app), app.defaults())) {
         runBatchDelivery(app, *choice);
     }
 }

@@ -4,18 +4,20 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QFileDialog>
-#include <QFormLayout>
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <array>
 
 namespace orvane::app::DeliveryDialogs {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr std::array previewFormats{PreviewFormat::quality, PreviewFormat::light, PreviewFormat::smartphone};
 
@@ -24,27 +26,83 @@ bool storedFlag(const DefaultsStore& defaults, std::string_view key) {
     return defaults.boolValue(key).value_or(true);
 }
 
-// Qt's own folder dialog (so fields can sit under it) that may make folders.
-void makeFolderDialog(QFileDialog& dialog, const QString& title) {
-    dialog.setWindowTitle(title);
-    dialog.setOption(QFileDialog::DontUseNativeDialog);
-    dialog.setFileMode(QFileDialog::Directory);
-    dialog.setOption(QFileDialog::ShowDirsOnly);
-    dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
-}
-
-// Puts `fields` under the dialog's own grid, across its width.
-void addFields(QFileDialog& dialog, QWidget* fields) {
-    if (auto* grid = qobject_cast<QGridLayout*>(dialog.layout())) {
-        grid->addWidget(fields, grid->rowCount(), 0, 1, grid->columnCount());
+// A folder panel: the title as a heading (a sheet or a bare X server shows no title bar), Qt's own
+// folder browser, which can make folders, and the command's fields under it. The browser's "Export"
+// and "Cancel" end the panel.
+class FolderPanel final {
+  public:
+    FolderPanel(QWidget* parent, const QString& title, const QString& name, const fs::path& startFolder)
+        : dialog_(parent) {
+        dialog_.setObjectName(name);
+        dialog_.setWindowTitle(title);
+        dialog_.resize(820, 560);
+        auto* layout = new QVBoxLayout(&dialog_);
+        layout->setContentsMargins(18, 14, 18, 12);
+        layout->setSpacing(8);
+        auto* heading = new QLabel(title);
+        heading->setObjectName(QStringLiteral("panelTitle"));
+        QFont font = heading->font();
+        font.setPointSizeF(font.pointSizeF() * 1.25);
+        font.setBold(true);
+        heading->setFont(font);
+        layout->addWidget(heading);
+        browser_ = new QFileDialog(&dialog_);
+        browser_->setWindowFlags(Qt::Widget); // inside the panel, not a window of its own
+        browser_->setOption(QFileDialog::DontUseNativeDialog);
+        browser_->setFileMode(QFileDialog::Directory);
+        browser_->setOption(QFileDialog::ShowDirsOnly);
+        browser_->setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
+        browser_->setSizeGripEnabled(false);
+        browser_->setDirectory(QString::fromStdString(startFolder.string()));
+        layout->addWidget(browser_, 1);
+        // The heading starts where the browser's own rows do.
+        heading->setContentsMargins(browser_->layout()->contentsMargins().left(), 0, 0, 0);
+        browser_->setVisible(true); // a dialog stays hidden, even inside another, until shown
+        QObject::connect(browser_, &QDialog::finished, &dialog_, &QDialog::done);
     }
-}
 
-std::optional<std::filesystem::path> chosenPath(QFileDialog& dialog) {
+    // A row of the command's own under the browser's rows, its label and field in the browser's own
+    // columns so that they line up with "Directory:" and "Files of type:".
+    void addRow(const QString& label, QWidget* field) {
+        auto* grid = qobject_cast<QGridLayout*>(browser_->layout());
+        if (!grid) {
+            return;
+        }
+        const int row = grid->rowCount();
+        if (!label.isEmpty()) {
+            // A label of a block of several lines stands beside its first line.
+            auto* text = new QLabel(label);
+            const bool tall = field->sizeHint().height() > 2 * text->sizeHint().height();
+            grid->addWidget(text, row, 0, tall ? Qt::AlignTop : Qt::Alignment());
+            if (tall) {
+                text->setContentsMargins(0, 7, 0, 0);
+            }
+        }
+        grid->addWidget(field, row, 1, 1, std::max(1, grid->columnCount() - 2));
+    }
+    void addRow(QWidget* field) { addRow(QString(), field); }
+
+    std::optional<fs::path> run() {
+        if (dialog_.exec() != QDialog::Accepted || browser_->selectedFiles().isEmpty()) {
+            return std::nullopt;
+        }
+        return fs::path(browser_->selectedFiles().front().toStdString());
+    }
+
+  private:
+    QDialog dialog_;
+    QFileDialog* browser_ = nullptr;
+};
+
+std::optional<fs::path> chosenPath(QFileDialog& dialog) {
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return std::nullopt;
     }
-    return std::filesystem::path(dialog.selectedFiles().front().toStdString());
+    return fs::path(dialog.selectedFiles().front().toStdString());
+}
+
+QString qs(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 QLineEdit* approvalField(const std::string& preset) {
@@ -92,45 +150,47 @@ void storeBatchChoice(DefaultsStore& defaults, const BatchChoice& choice) {
     defaults.setString(DeliveryKeys::approvalEmail, trimmed(choice.approvalEmail));
 }
 
-std::optional<std::filesystem::path> chooseCUESheet(QWidget* parent) {
-    QFileDialog dialog(parent, QStringLiteral("Import CUE Sheet"));
+std::optional<std::filesystem::path> chooseCUESheet(QWidget* parent,
+                                                    const std::filesystem::path& startFolder) {
+    QFileDialog dialog(parent, QStringLiteral("Import CUE Sheet"),
+                       QString::fromStdString(startFolder.string()));
     dialog.setFileMode(QFileDialog::ExistingFile);
     dialog.setNameFilter(QStringLiteral("CUE sheets (*.cue *.CUE)"));
     dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Import"));
     return chosenPath(dialog);
 }
 
-std::optional<std::filesystem::path> chooseCUETarget(QWidget* parent, const std::string& suggestedName) {
-    QFileDialog dialog(parent, QStringLiteral("Export CUE + Image"));
+std::optional<std::filesystem::path>
+chooseCUETarget(QWidget* parent, const std::filesystem::path& startFolder, const std::string& suggestedName) {
+    QFileDialog dialog(parent, QStringLiteral("Export CUE + Image"),
+                       QString::fromStdString(startFolder.string()));
     dialog.setOption(QFileDialog::DontUseNativeDialog);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setNameFilter(QStringLiteral("CUE sheets (*.cue)"));
     dialog.setDefaultSuffix(QStringLiteral("cue"));
     dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
     dialog.selectFile(QString::fromStdString(suggestedName));
-    auto* note = new QLabel(QStringLiteral("A single WAV image will be written next to the .cue file."));
-    note->setObjectName(QStringLiteral("panelNote"));
-    addFields(dialog, note);
+    // The panel's message, under Qt's own grid.
+    if (auto* grid = qobject_cast<QGridLayout*>(dialog.layout())) {
+        auto* note = new QLabel(QStringLiteral("A single WAV image will be written next to the .cue file."));
+        grid->addWidget(note, grid->rowCount(), 0, 1, grid->columnCount());
+    }
     return chosenPath(dialog);
 }
 
-std::optional<std::filesystem::path> chooseTracksFolder(QWidget* parent, std::string_view formatName) {
-    QFileDialog dialog(parent);
-    makeFolderDialog(dialog,
-                     QStringLiteral("Export Tracks as ") +
-                         QString::fromUtf8(formatName.data(), static_cast<qsizetype>(formatName.size())));
-    return chosenPath(dialog);
+std::optional<std::filesystem::path>
+chooseTracksFolder(QWidget* parent, const std::filesystem::path& startFolder, std::string_view formatName) {
+    FolderPanel panel(parent, QStringLiteral("Export Tracks as ") + qs(formatName),
+                      QStringLiteral("tracksPanel"), startFolder);
+    return panel.run();
 }
 
-std::optional<PreviewChoice> choosePreview(QWidget* parent, PreviewFormat format, DefaultsStore& defaults) {
-    QFileDialog dialog(parent);
-    dialog.setObjectName(QStringLiteral("previewPanel"));
-    const std::string_view shown = PreviewExporter::shownName(format);
-    makeFolderDialog(dialog, QStringLiteral("Select Output Folder for Preview \u2014 ") +
-                                 QString::fromUtf8(shown.data(), static_cast<qsizetype>(shown.size())));
-    auto* fields = new QWidget;
-    auto* form = new QFormLayout(fields);
-    form->setContentsMargins(0, 8, 0, 0);
+std::optional<PreviewChoice> choosePreview(QWidget* parent, const std::filesystem::path& startFolder,
+                                           PreviewFormat format, DefaultsStore& defaults) {
+    FolderPanel panel(parent,
+                      QStringLiteral("Select Output Folder for Preview \u2014 ") +
+                          qs(PreviewExporter::shownName(format)),
+                      QStringLiteral("previewPanel"), startFolder);
     auto* email = approvalField(storedApprovalEmail(defaults));
     auto* zip = new QCheckBox(QStringLiteral("Package as a single .zip file"));
     zip->setObjectName(QStringLiteral("packageZip"));
@@ -141,12 +201,11 @@ std::optional<PreviewChoice> choosePreview(QWidget* parent, PreviewFormat format
     // A password means nothing without the zip.
     password->setEnabled(false);
     QObject::connect(zip, &QCheckBox::toggled, password, &QWidget::setEnabled);
-    form->addRow(QStringLiteral("Approval email:"), email);
-    form->addRow(QString(), zip);
-    form->addRow(QStringLiteral("Zip password:"), password);
-    addFields(dialog, fields);
+    panel.addRow(QStringLiteral("Approval email:"), email);
+    panel.addRow(zip);
+    panel.addRow(QStringLiteral("Zip password:"), password);
 
-    auto folder = chosenPath(dialog);
+    auto folder = panel.run();
     if (!folder) {
         return std::nullopt;
     }
@@ -159,14 +218,11 @@ std::optional<PreviewChoice> choosePreview(QWidget* parent, PreviewFormat format
     return choice;
 }
 
-std::optional<BatchChoice> chooseBatch(QWidget* parent, DefaultsStore& defaults) {
+std::optional<BatchChoice> chooseBatch(QWidget* parent, const std::filesystem::path& startFolder,
+                                       DefaultsStore& defaults) {
     const BatchChoice stored = storedBatchChoice(defaults);
-    QFileDialog dialog(parent);
-    dialog.setObjectName(QStringLiteral("batchPanel"));
-    makeFolderDialog(dialog, QStringLiteral("Select Output Folder for Batch Delivery"));
-    auto* fields = new QWidget;
-    auto* form = new QFormLayout(fields);
-    form->setContentsMargins(0, 8, 0, 0);
+    FolderPanel panel(parent, QStringLiteral("Select Output Folder for Batch Delivery"),
+                      QStringLiteral("batchPanel"), startFolder);
     auto* ddp = new QCheckBox(QStringLiteral("DDP fileset"));
     auto* wav = new QCheckBox(QStringLiteral("Tracks as WAV"));
     auto* preview = new QCheckBox(QStringLiteral("Client preview"));
@@ -178,26 +234,26 @@ std::optional<BatchChoice> chooseBatch(QWidget* parent, DefaultsStore& defaults)
     auto* formats = new QComboBox;
     formats->setObjectName(QStringLiteral("previewFormat"));
     for (const PreviewFormat format : previewFormats) {
-        formats->addItem(QString::fromUtf8(PreviewExporter::shownName(format).data()));
+        formats->addItem(qs(PreviewExporter::shownName(format)));
     }
     formats->setCurrentIndex(static_cast<int>(stored.previewFormat));
     formats->setEnabled(stored.components.preview);
     QObject::connect(preview, &QCheckBox::toggled, formats, &QWidget::setEnabled);
-    auto* previewRow = new QHBoxLayout;
-    previewRow->addWidget(preview);
-    previewRow->addWidget(formats);
-    previewRow->addStretch(1);
-    auto* parts = new QVBoxLayout;
-    parts->addWidget(ddp);
-    parts->addWidget(wav);
-    parts->addLayout(previewRow);
-    parts->addWidget(pq);
-    form->addRow(QStringLiteral("Include:"), parts);
+    auto* parts = new QWidget;
+    auto* partsLayout = new QGridLayout(parts);
+    partsLayout->setContentsMargins(0, 4, 0, 4);
+    partsLayout->setHorizontalSpacing(24);
+    partsLayout->addWidget(ddp, 0, 0);
+    partsLayout->addWidget(wav, 1, 0);
+    partsLayout->addWidget(pq, 2, 0);
+    partsLayout->addWidget(preview, 0, 1);
+    partsLayout->addWidget(formats, 1, 1);
+    partsLayout->setColumnStretch(2, 1);
+    panel.addRow(QStringLiteral("Include:"), parts);
     auto* email = approvalField(stored.approvalEmail);
-    form->addRow(QStringLiteral("Approval email:"), email);
-    addFields(dialog, fields);
+    panel.addRow(QStringLiteral("Approval email:"), email);
 
-    auto folder = chosenPath(dialog);
+    auto folder = panel.run();
     if (!folder) {
         return std::nullopt;
     }

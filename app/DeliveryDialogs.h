@@ -52,17 +52,24 @@ std::string storedApprovalEmail(const DefaultsStore& defaults);
 BatchChoice storedBatchChoice(const DefaultsStore& defaults);
 void storeBatchChoice(DefaultsStore& defaults, const BatchChoice& choice);
 
+// Each panel opens in `startFolder`; nothing comes back when it is cancelled.
+
 // "Import CUE Sheet": one .cue file.
-std::optional<std::filesystem::path> chooseCUESheet(QWidget* parent);
+std::optional<std::filesystem::path> chooseCUESheet(QWidget* parent,
+                                                    const std::filesystem::path& startFolder);
 // "Export CUE + Image": where the sheet goes; its name is preset to `suggestedName`.
-std::optional<std::filesystem::path> chooseCUETarget(QWidget* parent, const std::string& suggestedName);
-// "Export Tracks as WAV" / "… as AIFF": one folder, which may be made in the dialog.
-std::optional<std::filesystem::path> chooseTracksFolder(QWidget* parent, std::string_view formatName);
+std::optional<std::filesystem::path>
+chooseCUETarget(QWidget* parent, const std::filesystem::path& startFolder, const std::string& suggestedName);
+// "Export Tracks as WAV" / "… as AIFF": one folder, which may be made in the panel.
+std::optional<std::filesystem::path>
+chooseTracksFolder(QWidget* parent, const std::filesystem::path& startFolder, std::string_view formatName);
 // "Select Output Folder for Preview — <format>": the folder with the address (stored on OK), the
 // zip box and the password.
-std::optional<PreviewChoice> choosePreview(QWidget* parent, PreviewFormat format, DefaultsStore& defaults);
+std::optional<PreviewChoice> choosePreview(QWidget* parent, const std::filesystem::path& startFolder,
+                                           PreviewFormat format, DefaultsStore& defaults);
 // "Select Output Folder for Batch Delivery": the folder and the parts, all stored on OK.
-std::optional<BatchChoice> chooseBatch(QWidget* parent, DefaultsStore& defaults);
+std::optional<BatchChoice> chooseBatch(QWidget* parent, const std::filesystem::path& startFolder,
+                                       DefaultsStore& defaults);
 
 } // namespace DeliveryDialogs
 

@@ -112,26 +112,31 @@ std::shared_ptr<bool> cancelNextProgress() {
     return pressed;
 }
 
-// Answers the next folder dialog with `folder`, after letting `fill` set the panel's fields.
+// Answers the next folder panel with `folder`, after letting `fill` set the panel's fields. The panel
+// is Qt's folder dialog itself or a window holding one.
 std::shared_ptr<bool> answerNextFolderPanel(const fs::path& folder,
-                                            std::function<void(QFileDialog&)> fill = nullptr) {
+                                            std::function<void(QWidget&)> fill = nullptr) {
     auto answered = std::make_shared<bool>(false);
     auto* timer = new QTimer(qApp);
     timer->setInterval(10);
     QObject::connect(timer, &QTimer::timeout, timer, [timer, answered, folder, fill] {
-        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!dialog) {
+        QWidget* panel = QApplication::activeModalWidget();
+        auto* browser = qobject_cast<QFileDialog*>(panel);
+        if (!browser && panel) {
+            browser = panel->findChild<QFileDialog*>();
+        }
+        if (!browser) {
             return;
         }
         timer->stop();
         timer->deleteLater();
         if (fill) {
-            fill(*dialog);
+            fill(*panel);
         }
-        dialog->setDirectory(QString::fromStdString(folder.parent_path().string()));
-        dialog->selectFile(QString::fromStdString(folder.filename().string()));
+        browser->setDirectory(QString::fromStdString(folder.parent_path().string()));
+        browser->selectFile(QString::fromStdString(folder.filename().string()));
         *answered = true;
-        static_cast<QDialog*>(dialog)->accept();
+        static_cast<QDialog*>(browser)->accept();
     });
     timer->start();
     return answered;
@@ -350,7 +355,7 @@ void DeliveryCommandsTest::previewPanelAndFolder() {
     const fs::path out = home.path() / "Previews";
     fs::create_directories(out);
 
-    const auto panel = answerNextFolderPanel(out, [](QFileDialog& dialog) {
+    const auto panel = answerNextFolderPanel(out, [](QWidget& dialog) {
         dialog.findChild<QLineEdit*>(QStringLiteral("approvalEmail"))
             ->setText(QStringLiteral("  client@example.com \t"));
         dialog.findChild<QCheckBox*>(QStringLiteral("packageZip"))->setChecked(true);
@@ -368,7 +373,7 @@ void DeliveryCommandsTest::previewPanelAndFolder() {
     // The next panel comes preset with the kept address; the password field waits for the zip box.
     bool preset = false;
     bool passwordWaits = false;
-    const auto again = answerNextFolderPanel(out, [&](QFileDialog& dialog) {
+    const auto again = answerNextFolderPanel(out, [&](QWidget& dialog) {
         preset = dialog.findChild<QLineEdit*>(QStringLiteral("approvalEmail"))->text() ==
                  QStringLiteral("client@example.com");
         passwordWaits = !dialog.findChild<QLineEdit*>(QStringLiteral("zipPassword"))->isEnabled();
