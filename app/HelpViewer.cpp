@@ -7,7 +7,6 @@
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QPushButton>
-#include <QSplitter>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
@@ -65,12 +64,20 @@ HelpViewer::HelpViewer(QWidget* parent) : QWidget(parent, Qt::Window) {
     bar->addStretch(1);
     layout->addLayout(bar);
 
-    auto* split = new QSplitter(Qt::Horizontal);
-    split->setHandleWidth(1);
+    auto* columns = new QHBoxLayout;
+    columns->setContentsMargins(0, 0, 0, 0);
+    columns->setSpacing(0);
     list_ = new QListWidget;
     list_->setObjectName(QStringLiteral("helpTopics"));
-    list_->setFixedWidth(210);
+    list_->setFixedWidth(220);
     list_->setFrameShape(QFrame::NoFrame);
+    list_->setStyleSheet(
+        QStringLiteral("QListWidget#helpTopics { background: %1; padding: 12px 10px; outline: 0; "
+                       "border-right: 1px solid %4; }"
+                       "QListWidget#helpTopics::item { padding: 6px 8px; border-radius: 4px; color: %2; }"
+                       "QListWidget#helpTopics::item:selected { background: %3; color: white; }")
+            .arg(Theme::panel.name(), Theme::text.name(), Theme::accent.darker(140).name(),
+                 Theme::line.name()));
     for (const Topic& topic : topics()) {
         list_->addItem(topic.title);
     }
@@ -81,10 +88,9 @@ HelpViewer::HelpViewer(QWidget* parent) : QWidget(parent, Qt::Window) {
     browser_->setOpenLinks(false);
     browser_->document()->setDefaultStyleSheet(pageStyle());
     browser_->document()->setDocumentMargin(22);
-    split->addWidget(list_);
-    split->addWidget(browser_);
-    split->setStretchFactor(1, 1);
-    layout->addWidget(split, 1);
+    columns->addWidget(list_);
+    columns->addWidget(browser_, 1);
+    layout->addLayout(columns, 1);
 
     connect(browser_, &QTextBrowser::anchorClicked, this, [this](const QUrl& url) {
         if (url.scheme() == QStringLiteral("qrc") || url.isRelative()) {
@@ -93,7 +99,9 @@ HelpViewer::HelpViewer(QWidget* parent) : QWidget(parent, Qt::Window) {
             QDesktopServices::openUrl(url);
         }
     });
-    connect(browser_, &QTextBrowser::sourceChanged, this, [this] { syncList(); });
+    // The signal comes before source() has changed, so the list goes by the URL it carries.
+    connect(browser_, &QTextBrowser::sourceChanged, this,
+            [this](const QUrl& url) { syncList(url.fileName()); });
     connect(browser_, &QTextBrowser::backwardAvailable, back, &QWidget::setEnabled);
     connect(browser_, &QTextBrowser::forwardAvailable, forward, &QWidget::setEnabled);
     connect(back, &QPushButton::clicked, browser_, &QTextBrowser::backward);
@@ -115,8 +123,7 @@ QString HelpViewer::currentPage() const {
     return browser_->source().fileName();
 }
 
-void HelpViewer::syncList() {
-    const QString page = currentPage();
+void HelpViewer::syncList(const QString& page) {
     for (int row = 0; row < topics().size(); ++row) {
         if (topics()[row].page == page) {
             const QSignalBlocker blocker(list_);

@@ -29,7 +29,7 @@ class HelpViewer final : public QWidget {
     QTextBrowser& browser() { return *browser_; }
 
   private:
-    void syncList();
+    void syncList(const QString& page);
 
     QListWidget* list_ = nullptr;
     QTextBrowser* browser_ = nullptr;

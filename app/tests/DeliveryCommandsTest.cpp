@@ -22,6 +22,7 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTest>
@@ -238,11 +239,18 @@ void DeliveryCommandsTest::menusAndHelpViewer() {
     QTRY_VERIFY(viewer->isVisible());
     QCOMPARE(viewer->windowTitle(), QStringLiteral("Orvane Help"));
     // Every topic is a real page whose heading is its title.
-    for (const auto& topic : HelpViewer::topics()) {
+    auto* list = viewer->findChild<QListWidget*>(QStringLiteral("helpTopics"));
+    QVERIFY(list);
+    for (int row = 0; row < HelpViewer::topics().size(); ++row) {
+        const auto& topic = HelpViewer::topics()[row];
         viewer->showPage(topic.page);
         QCOMPARE(viewer->currentPage(), topic.page);
         QVERIFY2(viewer->browser().toPlainText().startsWith(topic.title), qPrintable(topic.page));
+        QCOMPARE(list->currentRow(), row); // the list follows the page
     }
+    // Choosing a topic in the list shows its page.
+    list->setCurrentRow(2);
+    QCOMPARE(viewer->currentPage(), HelpViewer::topics()[2].page);
     // A link between pages stays in the viewer; an unknown page falls back to the first.
     viewer->showPage(QStringLiteral("index.html"));
     emit viewer->browser().anchorClicked(QUrl(QStringLiteral("delivery.html")));
