@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Writes PNGs of the desktop's windows (main window, inspector, PQ sheet, preview and batch panels, DDP
-# export progress) with the demo project, under a virtual X server, into OUTDIR (default
+# Writes PNGs of the desktop's windows (main window, inspector, help, PQ sheet, preview and batch panels,
+# DDP export progress) with the demo project, under a virtual X server, into OUTDIR (default
 # build/screenshots).
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,7 +1,7 @@
 // orvane_screenshots PROJECT OUTDIR: opens a project in the desktop and writes PNGs of the main
-// window, the inspector, the PQ sheet panel, the client preview and batch delivery panels and the
-// DDP export's progress window, answering each dialog itself. A developer's tool for looking at the
-// windows; never installed.
+// window, the inspector, the help viewer, the PQ sheet panel, the client preview and batch delivery
+// panels and the DDP export's progress window, answering each dialog itself. A developer's tool for
+// looking at the windows; never installed.
 
 #include "app/DeliveryCommands.h"
 #include "app/InspectorPanel.h"
@@ -158,6 +158,15 @@ int main(int argc, char** argv) {
         QTimer::singleShot(400, &app, [&] {
             save(window.grab().toImage(), QStringLiteral("main-window-selected.png"));
             save(window.inspector().grab().toImage(), QStringLiteral("inspector.png"));
+            app.showHelp();
+            QTimer::singleShot(250, &app, [] {
+                for (QWidget* widget : QApplication::topLevelWidgets()) {
+                    if (widget->objectName() == QStringLiteral("helpViewer")) {
+                        save(widget->grab().toImage(), QStringLiteral("help.png"));
+                        widget->hide();
+                    }
+                }
+            });
             app.showPQSheet();
             DeliveryCommands::exportPreview(app, orvane::PreviewFormat::quality);
             DeliveryCommands::batchDelivery(app);
