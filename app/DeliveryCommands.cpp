@@ -256,13 +256,10 @@ std::optional<fs::path> runTracksExport(OrvaneApp& app, AudioExporter::Format fo
     if (!done) {
         return std::nullopt;
     }
-    QtPanelHost host;
-    host.setParentWindow(&app.window());
-    host.showAlert(AlertRequest{"Export Successful",
-                                std::to_string(written) + (written == 1 ? " track" : " tracks") +
-                                    " exported to:\n" + folder.string(),
-                                {"OK"},
-                                AlertStyle::informational});
+    alert(app, "Export Successful",
+          std::to_string(written) + (written == 1 ? " track" : " tracks") + " exported to:\n" +
+              folder.string(),
+          AlertStyle::informational);
     return folder;
 }
 
@@ -389,6 +386,7 @@ std::optional<fs::path> runBatchDelivery(OrvaneApp& app, const BatchChoice& choi
     for (const auto& part : parts) {
         text += (text.empty() ? "" : ", ") + part;
     }
+    // "folder/" has the folder itself as its parent, so the file manager opens inside the delivery.
     announce(app, "Batch Delivery Complete", text + " written to:\n" + folder.string(), folder / "");
     return folder;
 }

@@ -150,6 +150,10 @@ ProgressOutcome runWithProgress(QWidget* parent, const QString& title,
     poll.start(33);
     waiting.exec();
     poll.stop();
+    if (!shared.finished) {
+        // The loop was ended from outside (the application quitting): stop the job where it stands.
+        shared.cancelled = true;
+    }
     if (worker.joinable()) {
         worker.join();
     }
