@@ -1,5 +1,6 @@
 #include "app/DeliveryDialogs.h"
 
+#include "app/Theme.h"
 #include "delivery/PreviewExporter.h"
 
 #include <QCheckBox>
@@ -26,9 +27,9 @@ bool storedFlag(const DefaultsStore& defaults, std::string_view key) {
     return defaults.boolValue(key).value_or(true);
 }
 
-// A folder panel: the title as a heading (a sheet or a bare X server shows no title bar), Qt's own
-// folder browser, which can make folders, and the command's fields under it. The browser's "Export"
-// and "Cancel" end the panel.
+// A folder panel (or, set so, a file panel): the title as a heading (a sheet or a bare X server shows no
+// title bar), Qt's own folder browser, which can make folders, and the command's fields under it. The
+// browser's "Export" and "Cancel" end the panel.
 class FolderPanel final {
   public:
     FolderPanel(QWidget* parent, const QString& title, const QString& name, const fs::path& startFolder)
@@ -60,6 +61,9 @@ class FolderPanel final {
         browser_->setVisible(true); // a dialog stays hidden, even inside another, until shown
         QObject::connect(browser_, &QDialog::finished, &dialog_, &QDialog::done);
     }
+
+    // The browser itself, for a panel that chooses a file rather than a folder.
+    QFileDialog& browser() { return *browser_; }
 
     // A row of the command's own under the browser's rows, its label and field in the browser's own
     // columns so that they line up with "Directory:" and "Files of type:".
@@ -93,13 +97,6 @@ class FolderPanel final {
     QDialog dialog_;
     QFileDialog* browser_ = nullptr;
 };
-
-std::optional<fs::path> chosenPath(QFileDialog& dialog) {
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
-        return std::nullopt;
-    }
-    return fs::path(dialog.selectedFiles().front().toStdString());
-}
 
 QString qs(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -152,30 +149,28 @@ void storeBatchChoice(DefaultsStore& defaults, const BatchChoice& choice) {
 
 std::optional<std::filesystem::path> chooseCUESheet(QWidget* parent,
                                                     const std::filesystem::path& startFolder) {
-    QFileDialog dialog(parent, QStringLiteral("Import CUE Sheet"),
-                       QString::fromStdString(startFolder.string()));
-    dialog.setFileMode(QFileDialog::ExistingFile);
-    dialog.setNameFilter(QStringLiteral("CUE sheets (*.cue *.CUE)"));
-    dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Import"));
-    return chosenPath(dialog);
+    FolderPanel panel(parent, QStringLiteral("Import CUE Sheet"), QStringLiteral("cueImportPanel"),
+                      startFolder);
+    panel.browser().setFileMode(QFileDialog::ExistingFile);
+    panel.browser().setOption(QFileDialog::ShowDirsOnly, false);
+    panel.browser().setNameFilter(QStringLiteral("CUE sheets (*.cue *.CUE)"));
+    panel.browser().setLabelText(QFileDialog::Accept, QStringLiteral("Import"));
+    return panel.run();
 }
 
 std::optional<std::filesystem::path>
 chooseCUETarget(QWidget* parent, const std::filesystem::path& startFolder, const std::string& suggestedName) {
-    QFileDialog dialog(parent, QStringLiteral("Export CUE + Image"),
-                       QString::fromStdString(startFolder.string()));
-    dialog.setOption(QFileDialog::DontUseNativeDialog);
-    dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setNameFilter(QStringLiteral("CUE sheets (*.cue)"));
-    dialog.setDefaultSuffix(QStringLiteral("cue"));
-    dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
-    dialog.selectFile(QString::fromStdString(suggestedName));
-    // The panel's message, under Qt's own grid.
-    if (auto* grid = qobject_cast<QGridLayout*>(dialog.layout())) {
-        auto* note = new QLabel(QStringLiteral("A single WAV image will be written next to the .cue file."));
-        grid->addWidget(note, grid->rowCount(), 0, 1, grid->columnCount());
-    }
-    return chosenPath(dialog);
+    FolderPanel panel(parent, QStringLiteral("Export CUE + Image"), QStringLiteral("cuePanel"), startFolder);
+    panel.browser().setFileMode(QFileDialog::AnyFile);
+    panel.browser().setAcceptMode(QFileDialog::AcceptSave);
+    panel.browser().setOption(QFileDialog::ShowDirsOnly, false);
+    panel.browser().setNameFilter(QStringLiteral("CUE sheets (*.cue)"));
+    panel.browser().setDefaultSuffix(QStringLiteral("cue"));
+    panel.browser().selectFile(QString::fromStdString(suggestedName));
+    auto* note = new QLabel(QStringLiteral("A single WAV image will be written next to the .cue file."));
+    note->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::dimText.name()));
+    panel.addRow(note);
+    return panel.run();
 }
 
 std::optional<std::filesystem::path>

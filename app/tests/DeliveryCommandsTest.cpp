@@ -20,6 +20,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -327,10 +328,17 @@ void DeliveryCommandsTest::trackFilesEqualTheImageSlices() {
     QCOMPARE(alert->title, QStringLiteral("Export Successful"));
     QVERIFY(alert->informativeText.startsWith(QStringLiteral("2 tracks exported to:\n")));
 
+    // The CUE panel suggests the album's name; the sheet is given another.
     const fs::path cue = home.path() / "Image" / "Disc.cue";
     fs::create_directories(cue.parent_path());
+    QString suggested;
+    const auto panel = answerNextFolderPanel(cue, [&](QWidget& dialog) {
+        suggested = QFileInfo(dialog.findChild<QFileDialog*>()->selectedFiles().value(0)).fileName();
+    });
     alert = answerNextAlert(QStringLiteral("OK"));
-    QVERIFY(DeliveryCommands::runCUEExport(*app, cue));
+    DeliveryCommands::exportCUEImage(*app);
+    QVERIFY(*panel);
+    QCOMPARE(suggested, QStringLiteral("Window Test.cue"));
     QTRY_VERIFY(alert->seen);
     QVERIFY(alert->informativeText.startsWith(QStringLiteral("CUE sheet and WAV image written to:")));
     const std::string image = bytesOf(cue.parent_path() / "Disc.wav");
@@ -497,7 +505,10 @@ void DeliveryCommandsTest::cueImportRefusesBrokenSheetsAndReadsAnImage() {
                                "  TRACK 01 AUDIO\n    TITLE \"Opening\"\n    INDEX 01 00:00:00\n"
                                "  TRACK 02 AUDIO\n    TITLE \"Closing\"\n    INDEX 00 00:03:00\n"
                                "    INDEX 01 00:03:30\n");
-    QVERIFY(DeliveryCommands::runCUEImport(*app, good, sheets));
+    // The whole command this time: the sheet comes through its panel.
+    const auto panel = answerNextFolderPanel(good);
+    DeliveryCommands::importCUE(*app);
+    QVERIFY(*panel);
     const CDProject& imported = app->workspace().project();
     QCOMPARE(imported.albumTitle, std::string("Live"));
     QCOMPARE(imported.tracks.size(), std::size_t(2));
