@@ -149,6 +149,8 @@ void importCUE(OrvaneApp& app) {
 
 bool runCUEImport(OrvaneApp& app, const fs::path& sheet, const fs::path& audioParent) {
     const fs::path audioFolder = DDPReader::freeAudioFolder(audioParent, sheet.stem().string());
+    std::error_code probe;
+    const bool folderWasFree = !fs::exists(audioFolder, probe) && !probe;
     std::optional<tl::expected<CDProject, CUEImportError>> result;
     const auto outcome =
         runWithProgress(&app.window(), QStringLiteral("Import CUE"), [&](const ProgressReport& report) {
@@ -159,7 +161,7 @@ bool runCUEImport(OrvaneApp& app, const fs::path& sheet, const fs::path& audioPa
                 });
         });
     const bool imported = !outcome.cancelled && !outcome.error && result && *result;
-    if (!imported) {
+    if (!imported && folderWasFree) {
         // The folder was free before the import, so whatever is in it is this import's half-work.
         std::error_code ignored;
         fs::remove_all(audioFolder, ignored);
@@ -221,7 +223,8 @@ std::optional<fs::path> runCUEExport(OrvaneApp& app, const fs::path& cue) {
     if (!done) {
         return std::nullopt;
     }
-    announce(app, "Export Successful", "CUE sheet and WAV image written to:\n" + cue.string(), cue);
+    alert(app, "Export Successful", "CUE sheet and WAV image written to:\n" + cue.string(),
+          AlertStyle::informational);
     return cue;
 }
 
