@@ -1,5 +1,7 @@
 #include "app/MainWindow.h"
 
+#include "app/DeliveryCommands.h"
+#include "app/DeliveryMenu.h"
 #include "app/InspectorPanel.h"
 #include "app/MeterPanel.h"
 #include "app/OrvaneApp.h"
@@ -176,6 +178,8 @@ void MainWindow::buildMenus() {
     file->addSeparator();
     add(file, QStringLiteral("Import DDP\u2026"), QKeySequence(QStringLiteral("Alt+Ctrl+I")),
         [this] { app_.importDDP(); });
+    add(file, QStringLiteral("Import CUE Sheet\u2026"), QKeySequence(),
+        [this] { DeliveryCommands::importCUE(app_); });
     add(file, QStringLiteral("Add Audio Files\u2026"), QKeySequence(), [this] {
         OpenPanelRequest request;
         request.title = "Add Audio Files";
@@ -270,10 +274,13 @@ void MainWindow::buildMenus() {
     QMenu* exportMenu = menuBar()->addMenu(QStringLiteral("E&xport"));
     add(exportMenu, QStringLiteral("DDP Fileset\u2026"), QKeySequence(QStringLiteral("Ctrl+E")),
         [this] { app_.exportDDP(); });
+    DeliveryMenu::addExports(*exportMenu, app_);
     add(exportMenu, QStringLiteral("PQ Sheet"), QKeySequence(QStringLiteral("Shift+Ctrl+E")),
         [this] { app_.showPQSheet(); });
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    add(help, QStringLiteral("Orvane Help"), QKeySequence(QStringLiteral("Ctrl+?")),
+        [this] { app_.showHelp(); });
     add(help, QStringLiteral("Keyboard Shortcuts"), QKeySequence(QStringLiteral("Ctrl+/")),
         [this] { app_.showShortcuts(); });
     help->addSeparator();

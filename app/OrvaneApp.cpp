@@ -1,6 +1,7 @@
 #include "app/OrvaneApp.h"
 
 #include "app/AppDialogs.h"
+#include "app/HelpViewer.h"
 #include "app/MainWindow.h"
 #include "app/ProgressWindow.h"
 #include "delivery/CDTextEncoder.h"
@@ -77,6 +78,7 @@ OrvaneApp::OrvaneApp(AppOptions options)
 }
 
 OrvaneApp::~OrvaneApp() {
+    help_.reset();
     window_.reset();
     peakHooks_.reset();
     deviceManager_->detach();
@@ -314,6 +316,15 @@ void OrvaneApp::showPQSheet() {
 
 void OrvaneApp::showShortcuts() {
     AppDialogs::showShortcuts(window_.get());
+}
+
+void OrvaneApp::showHelp() {
+    if (!help_) {
+        help_ = std::make_unique<HelpViewer>();
+    }
+    help_->show();
+    help_->raise();
+    help_->activateWindow();
 }
 
 void OrvaneApp::showAbout() {

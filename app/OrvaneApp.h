@@ -26,6 +26,7 @@
 namespace orvane::app {
 
 class MainWindow;
+class HelpViewer;
 
 struct AppOptions {
     // The main loop's clock; nothing means the steady clock. Tests move a manual one.
@@ -67,6 +68,7 @@ class OrvaneApp final : public QObject {
     void validateProject();
     void showPQSheet();
     void showShortcuts();
+    void showHelp(); // the help viewer, made on first use and raised after
     void showAbout();
     void addFiles(const std::vector<std::filesystem::path>& files);
 
@@ -105,6 +107,7 @@ class OrvaneApp final : public QObject {
     QtPanelHost panelHost_;
     ProjectPanels panels_;
     std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<HelpViewer> help_;
     std::optional<std::filesystem::path> pendingProjectURL_;
     bool recoveryAsked_ = false;
 };

@@ -1,7 +1,9 @@
 // orvane_screenshots PROJECT OUTDIR: opens a project in the desktop and writes PNGs of the main
-// window, the inspector, the PQ sheet panel and the DDP export's progress window, answering each
-// dialog itself. A developer's tool for looking at the windows; never installed.
+// window, the inspector, the help viewer, the PQ sheet panel, the client preview and batch delivery
+// panels and the DDP export's progress window, answering each dialog itself. A developer's tool for
+// looking at the windows; never installed.
 
+#include "app/DeliveryCommands.h"
 #include "app/InspectorPanel.h"
 #include "app/MainWindow.h"
 #include "app/OrvaneApp.h"
@@ -16,7 +18,7 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPointer>
-#include <QProgressDialog>
+#include <QPushButton>
 #include <QTableView>
 #include <QTimer>
 #include <cstdio>
@@ -91,6 +93,18 @@ int main(int argc, char** argv) {
     QDir().mkpath(exportFolder);
     bool progressTaken = false;
     watchModals([&](QWidget* modal) {
+        // The delivery panels are pictured over the window, then dismissed: no export runs from them.
+        if (modal->objectName() == QStringLiteral("previewPanel") ||
+            modal->objectName() == QStringLiteral("batchPanel")) {
+            const QString name = modal->objectName() == QStringLiteral("previewPanel")
+                                     ? QStringLiteral("preview-panel.png")
+                                     : QStringLiteral("batch-panel.png");
+            QTimer::singleShot(300, modal, [&window, modal, name] {
+                save(composite(&window, modal), name);
+                static_cast<QDialog*>(modal)->reject();
+            });
+            return;
+        }
         if (auto* files = qobject_cast<QFileDialog*>(modal)) {
             QTimer::singleShot(100, files, [files, exportFolder] {
                 files->setDirectory(QFileInfo(exportFolder).absolutePath());
@@ -112,8 +126,8 @@ int main(int argc, char** argv) {
             QTimer::singleShot(120, modal, [&window, modal] {
                 save(composite(&window, modal), QStringLiteral("export-progress.png"));
                 // Cancelled once pictured: the export itself is the CLI demo's business.
-                if (auto* progress = qobject_cast<QProgressDialog*>(modal)) {
-                    progress->cancel();
+                if (auto* cancel = modal->findChild<QPushButton*>(QStringLiteral("progressCancel"))) {
+                    cancel->click();
                 }
                 // A debug build's converter may take a while to reach its next cancel point; the
                 // pictures are written, so the tool need not wait for it.
@@ -144,7 +158,18 @@ int main(int argc, char** argv) {
         QTimer::singleShot(400, &app, [&] {
             save(window.grab().toImage(), QStringLiteral("main-window-selected.png"));
             save(window.inspector().grab().toImage(), QStringLiteral("inspector.png"));
+            app.showHelp();
+            QTimer::singleShot(250, &app, [] {
+                for (QWidget* widget : QApplication::topLevelWidgets()) {
+                    if (widget->objectName() == QStringLiteral("helpViewer")) {
+                        save(widget->grab().toImage(), QStringLiteral("help.png"));
+                        widget->hide();
+                    }
+                }
+            });
             app.showPQSheet();
+            DeliveryCommands::exportPreview(app, orvane::PreviewFormat::quality);
+            DeliveryCommands::batchDelivery(app);
             app.exportDDP();
             QApplication::quit();
         });
