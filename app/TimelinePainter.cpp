@@ -298,6 +298,13 @@ void paintRuler(Context& c) {
     }
 }
 
+std::optional<QRectF> loopBandOf(const Context& c) {
+    const TimelineCanvas& canvas = c.scene.canvas;
+    const auto band = TimelineOverlays::loopBand(canvas.shownLoopStartFrame(), canvas.shownLoopEndFrame(),
+                                                 c.pps, c.scene.canvasHeight);
+    return band ? std::optional<QRectF>(qRect(*band)) : std::nullopt;
+}
+
 // A flag in the band between the lane and the ruler, its stem down from the lane's top.
 void paintFlag(Context& c, const TimelineOverlays::Flag& flag, double width, bool stemOverLane) {
     if (!meets(c, flag.hitArea.x - 2.0, flag.hitArea.maxX() + 2.0)) {
@@ -321,9 +328,11 @@ void paintFlagsAndPlayhead(Context& c) {
     const WorkspaceState& ws = c.scene.workspace;
     const TimelineCanvas& canvas = c.scene.canvas;
     QPainter& p = c.painter;
-    if (const auto band = TimelineOverlays::loopBand(canvas.shownLoopStartFrame(), canvas.shownLoopEndFrame(),
-                                                     c.pps, c.scene.canvasHeight)) {
-        p.fillRect(qRect(*band), withAlpha(qColour(TimelineOverlays::loopColor), 34));
+    // The loop's band lies under the waveforms; over the ruler it is shown again.
+    if (const auto band = loopBandOf(c)) {
+        const double top = TimelineGeometry::rulerTop(c.scene.canvasHeight);
+        p.fillRect(QRectF(band->left(), top, band->width(), band->bottom() - top),
+                   withAlpha(qColour(TimelineOverlays::loopColor), 40));
     }
     if (!ws.vinylMode() && !ws.preview().previewURL) {
         for (const auto& flag :
@@ -365,6 +374,9 @@ void paint(QPainter& painter, const Scene& scene, WaveformStripCache& strips, do
     // The lane a shade apart from the strip of flags under it.
     painter.fillRect(QRectF(minX, c.lane.top, maxX - minX, std::max(0.0, c.lane.height)),
                      QColor(0x20, 0x23, 0x28));
+    if (const auto band = loopBandOf(c)) {
+        painter.fillRect(*band, withAlpha(qColour(TimelineOverlays::loopColor), 40));
+    }
     if (scene.workspace.preview().previewURL) {
         paintPreview(c);
     } else {

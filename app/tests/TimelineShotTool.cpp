@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
         seed += 1.7;
     }
     workspace.setSelectedTrackID(workspace.project().tracks[1].id);
-    workspace.setLoopStartFrame(40 * RedBook::framesPerSecond);
+    workspace.setLoopStartFrame(44 * RedBook::framesPerSecond);
     workspace.setLoopEndFrame(52 * RedBook::framesPerSecond);
     app.engine().seek(47 * RedBook::sampleRate);
     workspace.setCurrentSample(47 * RedBook::sampleRate);
