@@ -324,7 +324,7 @@ void paintFlag(Context& c, const TimelineOverlays::Flag& flag, double width, boo
     p.drawText(body, Qt::AlignCenter, QString::fromStdString(flag.label));
 }
 
-void paintFlagsAndPlayhead(Context& c) {
+void paintFlags(Context& c) {
     const WorkspaceState& ws = c.scene.workspace;
     const TimelineCanvas& canvas = c.scene.canvas;
     QPainter& p = c.painter;
@@ -344,17 +344,6 @@ void paintFlagsAndPlayhead(Context& c) {
          TimelineOverlays::locatorFlags(canvas.shownLoopStartFrame(), canvas.shownLoopEndFrame(),
                                         canvas.shownPin(), c.pps, c.scene.canvasHeight)) {
         paintFlag(c, flag, flag.label == "PIN" ? 24.0 : 11.0, false);
-    }
-    const auto [from, to] = TimelineOverlays::playheadLine(ws.currentTime(), c.pps, c.scene.canvasHeight);
-    if (meets(c, from.x - 2.0, from.x + 2.0)) {
-        p.setRenderHint(QPainter::Antialiasing, false);
-        p.setPen(QPen(qColour(TimelineOverlays::playheadColor), 1.5));
-        p.drawLine(QPointF(from.x, from.y), QPointF(to.x, to.y));
-        QPolygonF cap;
-        cap << QPointF(from.x - 5.0, 0.0) << QPointF(from.x + 5.0, 0.0) << QPointF(from.x, 6.0);
-        p.setPen(Qt::NoPen);
-        p.setBrush(qColour(TimelineOverlays::playheadColor));
-        p.drawPolygon(cap);
     }
 }
 
@@ -383,7 +372,24 @@ void paint(QPainter& painter, const Scene& scene, WaveformStripCache& strips, do
         paintTracks(c, strips);
     }
     paintRuler(c);
-    paintFlagsAndPlayhead(c);
+    paintFlags(c);
+}
+
+void paintPlayhead(QPainter& p, const Scene& scene, double minX, double maxX) {
+    const double pps = scene.viewport.pixelsPerSecond;
+    const auto [from, to] =
+        TimelineOverlays::playheadLine(scene.workspace.currentTime(), pps, scene.canvasHeight);
+    if (from.x + 6.0 < minX || from.x - 6.0 > maxX) {
+        return;
+    }
+    p.setRenderHint(QPainter::Antialiasing, false);
+    p.setPen(QPen(qColour(TimelineOverlays::playheadColor), 1.5));
+    p.drawLine(QPointF(from.x, from.y), QPointF(to.x, to.y));
+    QPolygonF cap;
+    cap << QPointF(from.x - 5.0, 0.0) << QPointF(from.x + 5.0, 0.0) << QPointF(from.x, 6.0);
+    p.setPen(Qt::NoPen);
+    p.setBrush(qColour(TimelineOverlays::playheadColor));
+    p.drawPolygon(cap);
 }
 
 } // namespace orvane::app::TimelinePainter

@@ -1,8 +1,9 @@
 #pragma once
 // Paints the timeline canvas with QPainter from what the canvas logic lays out: the lane and its
 // gaps, each track's clip, waveform outline, fades and envelope, the crossfades, the ruler with its
-// INDEX, loop and pin flags, the loop band and the playhead. Nothing here decides a position; every
-// shape comes from interface/. The painter is set to canvas coordinates by the caller. GUI thread.
+// INDEX, loop and pin flags, the loop band, and apart from them the playhead. Nothing here decides a
+// position; every shape comes from interface/. The painter is set to canvas coordinates by the caller. GUI
+// thread.
 
 #include "app/WaveformStripCache.h"
 #include "interface/TimelineCanvas.h"
@@ -21,7 +22,10 @@ struct Scene {
     double visibleWidth = 0.0;
 };
 
-// Paints the canvas span [minX, maxX) (canvas points) over its whole height.
+// Paints the canvas span [minX, maxX) (canvas points) over its whole height: everything but the
+// playhead, which moves on its own during playback.
 void paint(QPainter& painter, const Scene& scene, WaveformStripCache& strips, double minX, double maxX);
+// The playhead's line and cap, when they meet [minX, maxX).
+void paintPlayhead(QPainter& painter, const Scene& scene, double minX, double maxX);
 
 } // namespace orvane::app::TimelinePainter

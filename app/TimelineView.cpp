@@ -11,6 +11,8 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QSemaphore>
+#include <QThreadPool>
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
@@ -77,7 +79,7 @@ TimelineView::TimelineView(WorkspaceState& workspace, MainLoop& loop, PlaybackEn
     hooks.redrawBand = [this](double minX, double maxX) { redrawCanvasBand(minX, maxX); };
     hooks.redrawAll = [this] {
         refreshScroll();
-        update();
+        invalidateLayer();
     };
     hooks.scrollTo = [this](double x) { scrollToOrigin(x); };
     canvas_ = std::make_unique<TimelineCanvas>(workspace_, viewport_, loop, std::move(hooks));
@@ -96,7 +98,7 @@ TimelineView::TimelineView(WorkspaceState& workspace, MainLoop& loop, PlaybackEn
     rendererObserver_ = NotificationCenter::shared().observe(NotificationCenter::waveRendererChanged, [this] {
         // Either renderer paints from the same outlines; a switch starts them afresh.
         strips_.clear();
-        update();
+        invalidateLayer();
     });
     applyGeometry();
 }
@@ -132,7 +134,7 @@ QRectF TimelineView::clipRect(std::size_t index) const {
 void TimelineView::setPixelsPerSecond(double pps) {
     viewport_.pixelsPerSecond = Viewport::clampPixelsPerSecond(pps);
     refreshScroll();
-    update();
+    invalidateLayer();
 }
 
 void TimelineView::scrollToOrigin(double originX) {
@@ -146,7 +148,7 @@ void TimelineView::scrollToOrigin(double originX) {
     settingScroll_ = true;
     scrollBar_->setValue(static_cast<int>(std::lround(origin)));
     settingScroll_ = false;
-    update();
+    invalidateLayer();
 }
 
 void TimelineView::applyGeometry() {
@@ -183,17 +185,22 @@ void TimelineView::refreshScroll() {
         scrollToOrigin(maximum);
     }
     if (result.redrawAll) {
-        update();
+        invalidateLayer();
     }
 }
 
-void TimelineView::redrawCanvasBand(double minX, double maxX) {
+QRect TimelineView::bandRect(double minX, double maxX) const {
     const double left = std::floor(std::min(minX, maxX) - scroll_.originX) - 1.0;
     const double right = std::ceil(std::max(minX, maxX) - scroll_.originX) + 1.0;
     const int from = static_cast<int>(std::clamp(left, -1.0, static_cast<double>(width())));
     const int to = static_cast<int>(std::clamp(right, -1.0, static_cast<double>(width())));
-    if (to > from) {
-        update(QRect(from, 0, to - from, static_cast<int>(canvasHeight())));
+    return to > from ? QRect(from, 0, to - from, static_cast<int>(canvasHeight())) : QRect();
+}
+
+void TimelineView::redrawCanvasBand(double minX, double maxX) {
+    const QRect band = bandRect(minX, maxX);
+    if (!band.isEmpty()) {
+        invalidate(band);
     }
 }
 
@@ -225,8 +232,9 @@ void TimelineView::onWorkspaceChange(WorkspaceProperty property) {
             TimelineScroller::follow(workspace_.scrollMode(), viewport_.pixelsPerSecond, lastTime_, now,
                                      scroll_, workspace_.playback().isPlaying(), devicePixelRatioF());
         lastTime_ = now;
-        redrawCanvasBand(follow.oldBand.first, follow.oldBand.second);
-        redrawCanvasBand(follow.newBand.first, follow.newBand.second);
+        // The playhead lies over the kept layer: only its old and new strips are copied again.
+        update(bandRect(follow.oldBand.first, follow.oldBand.second));
+        update(bandRect(follow.newBand.first, follow.newBand.second));
         if (follow.scrollTo) {
             scrollToOrigin(*follow.scrollTo);
         }
@@ -235,7 +243,7 @@ void TimelineView::onWorkspaceChange(WorkspaceProperty property) {
     case WorkspaceProperty::peaksCache:
     case WorkspaceProperty::takePeaksCache:
         strips_.clear();
-        update();
+        invalidateLayer();
         break;
     case WorkspaceProperty::project: {
         std::vector<Uuid> ids;
@@ -272,13 +280,64 @@ void TimelineView::onWorkspaceChange(WorkspaceProperty property) {
 
 // --- Painting ---
 
+void TimelineView::invalidateLayer() {
+    invalidate(rect());
+}
+
+void TimelineView::invalidate(const QRect& area) {
+    stale_ += area;
+    update(area);
+}
+
+void TimelineView::paintLayer(const QRegion& region) {
+    const TimelinePainter::Scene scene{workspace_, *canvas_, viewport_, canvasHeight(), scroll_.visibleWidth};
+    const auto paint = [&] {
+        QPainter painter(&layer_);
+        for (const QRect& r : region) {
+            painter.save();
+            painter.setClipRect(r);
+            painter.translate(-scroll_.originX, 0.0);
+            TimelinePainter::paint(painter, scene, strips_, r.left() + scroll_.originX,
+                                   r.right() + 1 + scroll_.originX);
+            painter.restore();
+        }
+    };
+    // On a thread of Qt's pool its raster engine fills in place rather than handing each tall fill
+    // to that pool in pieces; the GUI thread waits, so the workspace is read by one thread at a time.
+    QThreadPool* pool = QThreadPool::globalInstance();
+    pool->reserveThread();
+    QSemaphore done;
+    pool->startOnReservedThread([&] {
+        paint();
+        done.release();
+    });
+    done.acquire();
+}
+
 void TimelineView::paintEvent(QPaintEvent* event) {
+    const QSize size(width(), static_cast<int>(canvasHeight()));
+    if (size.isEmpty()) {
+        return;
+    }
+    // A new size, zoom or scroll position makes the whole kept picture stale.
+    if (layer_.size() != size || layerOrigin_ != scroll_.originX || !(layerViewport_ == viewport_)) {
+        layer_ = QImage(size, QImage::Format_ARGB32_Premultiplied);
+        layerOrigin_ = scroll_.originX;
+        layerViewport_ = viewport_;
+        stale_ = QRegion(QRect(QPoint(0, 0), size));
+    }
+    const QRegion todo = stale_ & QRect(QPoint(0, 0), size);
+    stale_ = QRegion();
+    if (!todo.isEmpty()) {
+        paintLayer(todo);
+    }
     QPainter painter(this);
     const QRect dirty = event->rect();
+    painter.drawImage(dirty.topLeft(), layer_, dirty);
     painter.translate(-scroll_.originX, 0.0);
     const TimelinePainter::Scene scene{workspace_, *canvas_, viewport_, canvasHeight(), scroll_.visibleWidth};
-    TimelinePainter::paint(painter, scene, strips_, dirty.left() + scroll_.originX,
-                           dirty.right() + 1 + scroll_.originX);
+    TimelinePainter::paintPlayhead(painter, scene, dirty.left() + scroll_.originX,
+                                   dirty.right() + 1 + scroll_.originX);
 }
 
 // --- Input ---
@@ -343,7 +402,7 @@ void TimelineView::wheelEvent(QWheelEvent* event) {
     e.modifiers = modifiersOf(event->modifiers());
     if (canvas_->wheel(e)) {
         refreshScroll();
-        update();
+        invalidateLayer();
         event->accept();
         return;
     }
@@ -366,7 +425,7 @@ void TimelineView::keyPressEvent(QKeyEvent* event) {
 void TimelineView::leaveEvent(QEvent* event) {
     if (canvas_->mirrors().hoverEnvelope) {
         canvas_->pointerExited();
-        update(); // the hovered point's label goes
+        invalidateLayer(); // the hovered point's label goes
     }
     QWidget::leaveEvent(event);
 }

@@ -4,14 +4,20 @@
 // envelopes, gaps, INDEX flags, the loop, the pin and the playhead). Every gesture, its snapping and
 // its one undo step belong to TimelineCanvas; this widget only translates and paints. The widget's x
 // is the canvas's x less the scroll origin; a scroll bar under the ruler moves the origin.
-// Gestures repaint only the bands the logic names, and waveforms come from a per-track outline cache.
-// GUI thread.
+// The canvas is painted into a layer kept between paints: a change repaints only the band it
+// touches (a gesture's band, the whole canvas after a zoom or scroll), and the playhead moving over
+// it costs a copy of two narrow strips. Waveforms come from a per-track outline cache.
+// GUI thread. The layer is painted on a pool thread while the GUI thread waits for it, so Qt's raster
+// engine doesn't split every tall fill across that same pool; the state it reads is never touched by
+// two threads at once.
 
 #include "app/WaveformStripCache.h"
 #include "interface/TimelineCanvas.h"
 #include "interface/Viewport.h"
 #include "workspace/WorkspaceState.h"
 
+#include <QImage>
+#include <QRegion>
 #include <QWidget>
 #include <cstdint>
 #include <memory>
@@ -50,6 +56,8 @@ class TimelineView final : public QWidget {
     double originX() const { return scroll_.originX; }
 
     TimelineCanvas& canvas() { return *canvas_; }
+    // Drops the kept layer: the next paint draws the whole canvas anew (outlines stay cached).
+    void invalidateLayer();
     const WaveformStripCache& stripCache() const { return strips_; }
 
     QSize minimumSizeHint() const override { return {600, 180}; }
@@ -69,7 +77,11 @@ class TimelineView final : public QWidget {
     void onWorkspaceChange(WorkspaceProperty property);
     void refreshScroll();
     void applyGeometry();
+    QRect bandRect(double minX, double maxX) const;
     void redrawCanvasBand(double minX, double maxX);
+    // `area` of the widget shows something new: repainted into the layer at the next paint.
+    void invalidate(const QRect& area);
+    void paintLayer(const QRegion& region);
     void redrawFromFirstMovedTrack();
     PointerEvent pointerEvent(const QMouseEvent& event, int clickCount) const;
 
@@ -80,6 +92,10 @@ class TimelineView final : public QWidget {
     ScrollGeometry scroll_;
     std::unique_ptr<TimelineCanvas> canvas_;
     WaveformStripCache strips_;
+    QImage layer_;
+    QRegion stale_;
+    double layerOrigin_ = -1.0;
+    ViewportState layerViewport_;
     QScrollBar* scrollBar_ = nullptr;
     std::uint64_t rendererObserver_ = 0;
     std::vector<TrackPosition> lastPositions_;

@@ -1,9 +1,10 @@
 // orvane_app_bench: the desktop's speed on the software path (offscreen platform).
 // 1. Start to first painted window: from main() to the first paint of the timeline showing a saved
-//    99-track, 79-minute document (its peaks may still be filling).
+//    99-track, 79-minute document (its peaks may still be filling), in a child process of its own.
 // 2. Full redraws of the timeline of that disc at 1920 x 1080, at the opening zoom and with the whole
-//    disc in view, with warm outline caches and cold ones, beside a blank fill of the same image as
-//    the peer. Prints a table; the targets are 1 s and 8 ms.
+//    disc in view: from the kept canvas layer, with the layer painted anew, and with the waveform
+//    outlines rebuilt too, beside a blank fill of the same image as the peer. Prints a table; the
+//    targets are 1 s and 8 ms.
 
 #include "app/MainWindow.h"
 #include "app/NotificationCenter.h"
@@ -14,15 +15,17 @@
 #include "workspace/ProjectStore.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QImage>
 #include <QPainter>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -97,21 +100,9 @@ class FirstPaint final : public QObject {
     WorkspaceState& workspace_;
 };
 
-} // namespace
-
-int main(int argc, char** argv) {
-    const auto started = Clock::now();
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    QTemporaryDir home;
-    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
-    const auto document = writeDisc(home.path().toStdString());
-    const double writeMs = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
-
-    // --- Start to first paint (the document's writing is left out of the figure) ---
-    const auto launched = Clock::now();
+// The child run: from main() to the first paint of the timeline showing the document; prints the
+// milliseconds, or nothing when the document never showed.
+int firstPaintChild(int argc, char** argv, const std::filesystem::path& document, Clock::time_point started) {
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     Theme::apply(application);
@@ -125,21 +116,77 @@ int main(int argc, char** argv) {
     app.showWindow();
     QTimer::singleShot(20000, &application, [] { QCoreApplication::exit(1); });
     application.exec();
-    const double startMs = std::chrono::duration<double, std::milli>(Clock::now() - launched).count();
-    app.window().timeline().removeEventFilter(&watcher);
+    if (!watcher.done) {
+        return 1;
+    }
+    std::printf("%.3f\n", std::chrono::duration<double, std::milli>(Clock::now() - started).count());
+    std::fflush(stdout);
+    std::_Exit(0); // the peaks still filling in the background are not part of the figure
+}
 
-    // --- Full redraws, with every track's peaks present ---
+} // namespace
+
+int main(int argc, char** argv) {
+    const auto started = Clock::now();
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (argc == 3 && std::strcmp(argv[1], "--first-paint") == 0) {
+        return firstPaintChild(1, argv, argv[2], started);
+    }
+    QTemporaryDir home;
+    qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
+    qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
+    const auto document = writeDisc(home.path().toStdString());
+
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    Theme::apply(application);
+
+    // --- Start to first paint, in a process of its own so nothing is warm ---
+    std::vector<double> childMs;
+    std::vector<double> spawnMs;
+    for (int run = 0; run < 5; ++run) {
+        QProcess child;
+        const auto spawned = Clock::now();
+        child.start(QCoreApplication::applicationFilePath(),
+                    {QStringLiteral("--first-paint"), QString::fromStdString(document.string())});
+        child.waitForFinished(30000);
+        const QByteArray out = child.readAllStandardOutput().trimmed();
+        if (child.exitCode() == 0 && !out.isEmpty()) {
+            childMs.push_back(out.toDouble());
+            spawnMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - spawned).count());
+        }
+    }
+    std::sort(childMs.begin(), childMs.end());
+    std::sort(spawnMs.begin(), spawnMs.end());
+    const double startMs = childMs.empty() ? -1.0 : childMs[childMs.size() / 2];
+    const double spawnedMs = spawnMs.empty() ? -1.0 : spawnMs[spawnMs.size() / 2];
+
+    // --- Full redraws of the same disc with every track's peaks present (no audio files, so no
+    // background work competes) ---
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
     WorkspaceState& workspace = app.workspace();
-    const CDProject disc = workspace.project();
+    CDProject disc = ProjectStore::load(document).project;
+    for (auto& track : disc.tracks) {
+        track.audioFileURL.reset();
+    }
+    workspace.importProject(std::move(disc));
+    workspace.recalculateTimeline(ReloadPlayback::yes);
     int seed = 0;
-    for (const auto& track : disc.tracks) {
+    for (const auto& track : workspace.project().tracks) {
         workspace.storePeaks(track.id, peaksFor(track.sourceAudioSamples, seed++));
     }
     TimelineView view(workspace, app.loop(), nullptr);
     view.resize(1920, 1080);
     QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
     const auto nothing = [] {};
-    const auto forget = [] { NotificationCenter::shared().post(NotificationCenter::waveRendererChanged); };
+    // The layer kept from the last paint is dropped, so the canvas is painted anew.
+    const auto layerGone = [&] { view.invalidateLayer(); };
+    // The outlines go too: every track's peaks are reduced again.
+    const auto allGone = [] { NotificationCenter::shared().post(NotificationCenter::waveRendererChanged); };
     const auto render = [&] { view.render(&image); };
     const int rounds = 41;
 
@@ -147,31 +194,35 @@ int main(int argc, char** argv) {
         QPainter painter(&image);
         painter.fillRect(image.rect(), Theme::background);
     });
-    view.setPixelsPerSecond(10.0);
-    view.scrollToOrigin(10.0 * 40.0 * 60.0); // forty minutes in
-    render();
-    const double openingWarm = medianMs(rounds, nothing, render);
-    const double openingCold = medianMs(rounds, forget, render);
-    view.setPixelsPerSecond(ViewportState::minPixelsPerSecond);
-    view.scrollToOrigin(0.0);
-    render();
-    const double wholeWarm = medianMs(rounds, nothing, render);
-    const double wholeCold = medianMs(rounds, forget, render);
-    const auto visibleSeconds = 1920.0 / ViewportState::minPixelsPerSecond;
+    struct Row {
+        const char* name;
+        double ms;
+    };
+    std::vector<Row> rows;
+    for (const auto& [name, pps] : {std::pair{"10 pt/s (opening zoom)", 10.0},
+                                    std::pair{"whole disc in view", ViewportState::minPixelsPerSecond}}) {
+        view.setPixelsPerSecond(pps);
+        view.scrollToOrigin(pps * 40.0 * 60.0); // forty minutes in, as far as the view goes
+        render();
+        rows.push_back({name, medianMs(rounds, nothing, render)});
+        rows.push_back({"  canvas painted anew, outlines cached", medianMs(rounds, layerGone, render)});
+        rows.push_back({"  canvas painted anew, outlines rebuilt", medianMs(rounds, allGone, render)});
+    }
 
-    std::printf("%-62s %10s\n", "case (1920 x 1080, software, offscreen)", "median ms");
+    std::printf("%-62s %10s\n", "full redraw (1920 x 1080, software, offscreen)", "median ms");
     std::printf("%-62s %10.2f\n", "peer: blank fill of the same image", blankMs);
-    std::printf("%-62s %10.2f\n", "timeline redraw, 10 pt/s (opening zoom), outlines cached", openingWarm);
-    std::printf("%-62s %10.2f\n", "timeline redraw, 10 pt/s, outlines rebuilt", openingCold);
-    std::printf("%-62s %10.2f\n", "timeline redraw, whole disc in view, outlines cached", wholeWarm);
-    std::printf("%-62s %10.2f\n", "timeline redraw, whole disc in view, outlines rebuilt", wholeCold);
-    std::printf("%-62s %10.2f\n", "start to first painted window, 99-track document", startMs);
-    std::printf("(whole disc: %.0f s in view at %.2f pt/s; writing the document took %.0f ms, not counted)\n",
-                visibleSeconds, ViewportState::minPixelsPerSecond, writeMs);
-    const double worstRedraw = std::max(openingWarm, wholeWarm);
-    std::printf("target: cached full redraw <= 8 ms -> %s (worst %.2f ms)\n",
-                worstRedraw <= 8.0 ? "met" : "missed", worstRedraw);
-    std::printf("target: first paint < 1000 ms -> %s%s\n", startMs < 1000.0 ? "met" : "missed",
-                watcher.done ? "" : " (the document never showed)");
-    return watcher.done ? 0 : 1;
+    for (const Row& row : rows) {
+        std::printf("%-62s %10.2f\n", row.name, row.ms);
+    }
+    std::printf("%-62s %10.2f\n", "start to first painted window, 99 tracks (in process)", startMs);
+    std::printf("%-62s %10.2f\n", "the same from the parent's spawn (exec and loading included)", spawnedMs);
+    std::printf("(whole disc: %.0f s in view at %.2f pt/s; first paint: median of %zu runs)\n",
+                1920.0 / ViewportState::minPixelsPerSecond, ViewportState::minPixelsPerSecond,
+                childMs.size());
+    const double worstRedraw = std::max(rows[0].ms, rows[3].ms);
+    std::printf("target: full redraw <= 8 ms -> %s (worst %.2f ms)\n", worstRedraw <= 8.0 ? "met" : "missed",
+                worstRedraw);
+    std::printf("target: first paint < 1000 ms -> %s\n",
+                startMs >= 0 && spawnedMs < 1000.0 ? "met" : "missed");
+    return startMs >= 0 ? 0 : 1;
 }
