@@ -27,6 +27,15 @@ QColor withAlpha(QColor colour, int alpha) {
     return colour;
 }
 
+const QColor laneColour{0x20, 0x23, 0x28};
+
+// `over` laid on `under` at `alpha` of 255, as one opaque colour.
+QColor mixed(const QColor& under, const QColor& over, int alpha) {
+    const auto mix = [alpha](int a, int b) { return (a * (255 - alpha) + b * alpha) / 255; };
+    return QColor(mix(under.red(), over.red()), mix(under.green(), over.green()),
+                  mix(under.blue(), over.blue()));
+}
+
 QPolygonF qPolyline(const Polyline& line) {
     QPolygonF polygon;
     polygon.reserve(static_cast<qsizetype>(line.size()));
@@ -91,9 +100,11 @@ void paintFades(Context& c, const CDTrack& shown, double x0, double x1) {
     // The part a fade takes away is shaded above its curve.
     const auto shade = [&](Polyline curve, Point corner) {
         curve.push_back(corner);
+        p.setRenderHint(QPainter::Antialiasing, false); // the curve drawn over it hides the edge
         p.setPen(Qt::NoPen);
         p.setBrush(QColor(0, 0, 0, 95));
         p.drawPolygon(qPolyline(curve));
+        p.setRenderHint(QPainter::Antialiasing, true);
     };
     if (shown.fadeInSamples > 0) {
         const Polyline curve = TimelineOverlays::fadeInCurve(x0, fadeIn, c.lane, shown.fadeInCurve);
@@ -213,8 +224,10 @@ void paintTracks(Context& c, WaveformStripCache& strips) {
         const bool selected = ws.selectedTrackID() == t.shown.id;
         const QColor colour = trackColour(t.shown);
         const QRectF clip(t.x0, c.lane.top, std::max(1.0, t.x1 - t.x0), std::max(1.0, c.lane.height));
+        // The clip's ground is mixed here rather than blended, so that it is a plain fill.
+        p.fillRect(clip, mixed(laneColour, colour, selected ? 40 : 22));
         p.setPen(QPen(selected ? Theme::selection : Theme::line, selected ? 1.5 : 1.0));
-        p.setBrush(withAlpha(colour, selected ? 40 : 22));
+        p.setBrush(Qt::NoBrush);
         p.drawRect(clip.adjusted(0.5, 0.5, -0.5, -0.5));
 
         const auto& outlines = strips.outlines(strip, i, view, c.minX, c.maxX);
@@ -361,8 +374,7 @@ void paint(QPainter& painter, const Scene& scene, WaveformStripCache& strips, do
     painter.setRenderHint(QPainter::Antialiasing, false);
     painter.fillRect(QRectF(minX, 0.0, maxX - minX, scene.canvasHeight), Theme::background);
     // The lane a shade apart from the strip of flags under it.
-    painter.fillRect(QRectF(minX, c.lane.top, maxX - minX, std::max(0.0, c.lane.height)),
-                     QColor(0x20, 0x23, 0x28));
+    painter.fillRect(QRectF(minX, c.lane.top, maxX - minX, std::max(0.0, c.lane.height)), laneColour);
     if (const auto band = loopBandOf(c)) {
         painter.fillRect(*band, withAlpha(qColour(TimelineOverlays::loopColor), 40));
     }
