@@ -356,7 +356,8 @@ void paintFlags(Context& c) {
     for (const auto& flag :
          TimelineOverlays::locatorFlags(canvas.shownLoopStartFrame(), canvas.shownLoopEndFrame(),
                                         canvas.shownPin(), c.pps, c.scene.canvasHeight)) {
-        paintFlag(c, flag, flag.label == "PIN" ? 24.0 : 11.0, false);
+        // The loop's edges stand through the lane too, since its band lies under the clips.
+        paintFlag(c, flag, flag.label == "PIN" ? 24.0 : 11.0, flag.label != "PIN");
     }
 }
 

@@ -14,6 +14,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QTest>
@@ -328,6 +329,33 @@ void TimelineViewTest::rendererToggleWritesTheSettingAndTellsTheViews() {
     NotificationCenter::shared().remove(observer);
     action->trigger();
     QCOMPARE(told, 2);
+}
+
+// The transport's TRK field follows the playhead into the second track and back out of the disc.
+void TimelineViewTest::transportShowsTheTrackUnderThePlayhead() {
+    PrivateHome home;
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
+    CDProject project;
+    project.tracks = tracks(3);
+    app.workspace().importProject(std::move(project));
+    app.workspace().recalculateTimeline(ReloadPlayback::yes);
+    app.showWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(&app.window()));
+    auto* number = app.window().findChild<QLabel*>(QStringLiteral("trackText"));
+    QVERIFY(number != nullptr);
+    // The second track's audio runs from 12 s to 20 s; 15 s lies inside it.
+    const auto at = [&](double seconds) {
+        const auto sample = static_cast<std::int64_t>(seconds * RedBook::sampleRate);
+        app.engine().seek(sample);
+        app.workspace().setCurrentSample(sample);
+        QCoreApplication::processEvents();
+        return number->text();
+    };
+    QCOMPARE(at(15.0), QStringLiteral("02"));
+    QCOMPARE(at(3.0), QStringLiteral("01"));
+    QCOMPARE(at(25.0), QStringLiteral("03"));
 }
 
 int main(int argc, char** argv) {

@@ -1,7 +1,8 @@
 #pragma once
 // The timeline canvas on screen driven with synthetic mouse events (QTest, offscreen): each kind of
 // drag edits the document as one undo step, a drag repaints only the tracks it touches, snapping
-// and its Ctrl bypass, and the waveform renderer setting. Declared apart so that moc reads only Qt.
+// and its Ctrl bypass, the waveform renderer setting, and the transport's track number. Declared apart so
+// that moc reads only Qt.
 
 #include <QObject>
 
@@ -15,4 +16,5 @@ class TimelineViewTest final : public QObject {
     void indexFlagMovesInOneStep();
     void loopEdgeSnapsToThePlayheadUnlessCtrlIsHeld();
     void rendererToggleWritesTheSettingAndTellsTheViews();
+    void transportShowsTheTrackUnderThePlayhead();
 };
