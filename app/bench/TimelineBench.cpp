@@ -219,9 +219,12 @@ int main(int argc, char** argv) {
     std::printf("(whole disc: %.0f s in view at %.2f pt/s; first paint: median of %zu runs)\n",
                 1920.0 / ViewportState::minPixelsPerSecond, ViewportState::minPixelsPerSecond,
                 childMs.size());
-    const double worstRedraw = std::max(rows[0].ms, rows[3].ms);
-    std::printf("target: full redraw <= 8 ms -> %s (worst %.2f ms)\n", worstRedraw <= 8.0 ? "met" : "missed",
-                worstRedraw);
+    const double worstKept = std::max(rows[0].ms, rows[3].ms);
+    const double worstAnew = std::max(rows[1].ms, rows[4].ms);
+    std::printf("target: full redraw <= 8 ms -> from the kept layer %s (worst %.2f ms), painted anew %s "
+                "(worst %.2f ms)\n",
+                worstKept <= 8.0 ? "met" : "missed", worstKept, worstAnew <= 8.0 ? "met" : "missed",
+                worstAnew);
     std::printf("target: first paint < 1000 ms -> %s\n",
                 startMs >= 0 && spawnedMs < 1000.0 ? "met" : "missed");
     return startMs >= 0 ? 0 : 1;
