@@ -4,6 +4,7 @@
 #include "app/DeliveryMenu.h"
 #include "app/InspectorPanel.h"
 #include "app/MeterPanel.h"
+#include "app/NotificationCenter.h"
 #include "app/OrvaneApp.h"
 #include "app/Theme.h"
 #include "app/TimelineView.h"
@@ -47,7 +48,7 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     columns->setHandleWidth(1);
     auto* editing = new QSplitter(Qt::Vertical);
     editing->setHandleWidth(1);
-    timeline_ = new TimelineView(workspace);
+    timeline_ = new TimelineView(workspace, app_.loop(), &app_.engine());
     editing->addWidget(timeline_);
     model_ = new TrackTableModel(workspace, this);
     table_ = new QTableView;
@@ -240,6 +241,12 @@ void MainWindow::buildMenus() {
         action->setCheckable(true);
         action->setChecked((settings.*(toggle.get))());
     }
+    QAction* gpu = add(view, QStringLiteral("Waveform GPU (OpenGL)"), QKeySequence(), [this](bool on) {
+        app_.settings().setMetalWaveform(on);
+        NotificationCenter::shared().post(NotificationCenter::waveRendererChanged);
+    });
+    gpu->setCheckable(true);
+    gpu->setChecked(settings.metalWaveform());
     QMenu* clip = view->addMenu(QStringLiteral("Clip Detection"));
     auto* clipGroup = new QActionGroup(clip);
     for (const bool truePeak : {false, true}) {

@@ -131,6 +131,7 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     auto* displayLayout = new QHBoxLayout(display);
     displayLayout->setContentsMargins(14, 4, 14, 4);
     track_ = new QLabel(QStringLiteral("--"));
+    track_->setObjectName(QStringLiteral("trackText"));
     time_ = new QLabel(QStringLiteral("00:00:00"));
     time_->setObjectName(QStringLiteral("timeText"));
     for (auto* label : {track_, time_}) {
@@ -227,7 +228,7 @@ QString TransportBar::timeText(double seconds) {
 void TransportBar::refreshTime() {
     const double seconds = workspace_.currentTime();
     time_->setText(timeText(seconds));
-    const auto index = engine_.trackIndex(seconds);
+    const auto index = engine_.trackIndex(workspace_.currentSample());
     track_->setText(index ? QStringLiteral("%1").arg(*index + 1, 2, 10, QLatin1Char('0'))
                           : QStringLiteral("--"));
 }

@@ -271,6 +271,25 @@ std::int64_t trimmedSourceSamples(const CDTrack& t) {
 
 } // namespace
 
+double fileRateOfPeaks(std::size_t peakValues, std::int64_t sourceAudioSamples) {
+    const std::size_t buckets = peakValues / 2;
+    if (buckets == 0 || sourceAudioSamples <= 0) {
+        return discRate;
+    }
+    const double seen = static_cast<double>(buckets) *
+                        static_cast<double>(WaveformGenerator::samplesPerBucket) * discRate /
+                        static_cast<double>(sourceAudioSamples);
+    // The last bucket is partial, so the estimate runs a little high on short files.
+    static constexpr double usual[] = {8000.0,  11025.0, 16000.0,  22050.0,  32000.0,  44100.0, 48000.0,
+                                       88200.0, 96000.0, 176400.0, 192000.0, 352800.0, 384000.0};
+    for (const double rate : usual) {
+        if (std::abs(seen - rate) <= 0.01 * rate) {
+            return rate;
+        }
+    }
+    return seen;
+}
+
 PeaksInput peaksInputFor(const CDTrack& shown, const std::vector<float>& peaks, double fileRate,
                          double audioStartX, double pps, double dirtyMinX, double dirtyMaxX,
                          const Scaling& scaling) {

@@ -122,6 +122,10 @@ std::vector<Quad> samplesStrip(const SamplesInput& in);
 
 // Source samples under one screen point: the measure that chooses the path.
 double pointsPerPixel(double fileRate, double pps);
+// The rate of a track's file as its peak list tells it (a pair per 32 file frames over
+// `sourceAudioSamples` disc samples), taken to the nearest usual rate within 1 %; 44.1 kHz when
+// either count is empty.
+double fileRateOfPeaks(std::size_t peakValues, std::int64_t sourceAudioSamples);
 // The fades, gain and zoom of a track as shown (pass the canvas's mirrored track during a drag).
 Scaling scalingFor(const CDTrack& shown, const GainTable* gain, double amplitudeZoom);
 // The peaks draw of a track whose effective audio starts at `audioStartX`, over the dirty span

@@ -286,7 +286,8 @@ void AppWindowTest::tableEditsAreUndoableAndRefuseBadISRC() {
     QTRY_COMPARE(app->workspace().project().tracks.size(), std::size_t(2));
     QAbstractItemModel* model = app->window().trackTable().model();
     QVERIFY(model->setData(model->index(1, 1), QStringLiteral("  Second Light  ")));
-    QTest::qWait(20);
+    // One turn ends the edit's undo group, however long the repaint takes.
+    app->driver().runTurn();
     QCOMPARE(trackAt(*app, 1).title, std::string("Second Light"));
     QCOMPARE(model->index(1, 1).data().toString(), QStringLiteral("Second Light"));
 
@@ -294,7 +295,7 @@ void AppWindowTest::tableEditsAreUndoableAndRefuseBadISRC() {
     QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
     QVERIFY(!model->setData(model->index(0, 3), QStringLiteral("not an isrc")));
     QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
-    QTest::qWait(20);
+    app->driver().runTurn();
 
     app->workspace().undo();
     QTest::qWait(20);

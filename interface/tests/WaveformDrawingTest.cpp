@@ -209,3 +209,16 @@ TEST(WaveformDrawing, anAuditionSpansItsOwnLengthAcrossTheLane) {
 
 } // namespace
 } // namespace orvane
+
+TEST(WaveformDrawing, aFilesRateIsReadFromItsPeakCount) {
+    // Ten seconds of a 48 kHz file: 15000 buckets of 32 frames over 441000 disc samples.
+    EXPECT_DOUBLE_EQ(orvane::WaveformDrawing::fileRateOfPeaks(2 * 15000, 441000), 48000.0);
+    // A partial last bucket on a short 96 kHz file still lands on the usual rate.
+    EXPECT_DOUBLE_EQ(orvane::WaveformDrawing::fileRateOfPeaks(2 * (96000 / 32 + 1), 44100), 96000.0);
+    EXPECT_DOUBLE_EQ(orvane::WaveformDrawing::fileRateOfPeaks(2 * 1378, 44100), 44100.0);
+    // An odd rate is kept as measured; nothing to measure falls back to the disc's rate.
+    EXPECT_NEAR(orvane::WaveformDrawing::fileRateOfPeaks(2 * 1000, 44100), 32000.0 * 44100.0 / 44100.0, 1e-9);
+    EXPECT_NEAR(orvane::WaveformDrawing::fileRateOfPeaks(2 * 1200, 44100), 38400.0, 1e-9);
+    EXPECT_DOUBLE_EQ(orvane::WaveformDrawing::fileRateOfPeaks(0, 44100), 44100.0);
+    EXPECT_DOUBLE_EQ(orvane::WaveformDrawing::fileRateOfPeaks(2000, 0), 44100.0);
+}

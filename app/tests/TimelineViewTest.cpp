@@ -1,0 +1,370 @@
+// The timeline canvas on screen, driven with synthetic mouse events.
+
+#include "app/tests/TimelineViewTest.h"
+
+#include "app/MainWindow.h"
+#include "app/NotificationCenter.h"
+#include "app/OrvaneApp.h"
+#include "app/Theme.h"
+#include "app/TimelineView.h"
+#include "app/tests/AppTestSupport.h"
+#include "interface/TimelineGeometry.h"
+#include "interface/TimelineOverlays.h"
+#include "model/RedBook.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QTest>
+#include <cmath>
+#include <memory>
+
+using namespace orvane;
+using namespace orvane::app;
+using namespace orvane::app::testing;
+
+namespace {
+
+constexpr double pps = 40.0;              // a second is 40 points
+constexpr std::int64_t seconds8 = 352800; // 8 s of disc samples
+
+// Every region the view was asked to paint.
+class PaintRecorder final : public QObject {
+  public:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            regions.push_back(static_cast<QPaintEvent*>(event)->region());
+        }
+        return QObject::eventFilter(watched, event);
+    }
+    std::vector<QRegion> regions;
+};
+
+// Min/max pairs of a steady tone, one pair per 32 samples.
+std::vector<float> tonePeaks(std::int64_t samples) {
+    std::vector<float> peaks(static_cast<std::size_t>(samples / 32) * 2);
+    for (std::size_t b = 0; b < peaks.size() / 2; ++b) {
+        peaks[2 * b] = -0.6f;
+        peaks[2 * b + 1] = 0.6f;
+    }
+    return peaks;
+}
+
+std::vector<CDTrack> tracks(int count) {
+    std::vector<CDTrack> list;
+    for (int i = 0; i < count; ++i) {
+        list.push_back(CDTrack::make("Track " + std::to_string(i + 1), std::nullopt, 150, seconds8));
+    }
+    return list;
+}
+
+// A workspace holding the given tracks as the saved state, and a timeline of its own on screen.
+class Harness {
+  public:
+    explicit Harness(std::vector<CDTrack> list) : app_(headlessOptions()) {
+        CDProject project;
+        project.tracks = std::move(list);
+        workspace().importProject(std::move(project));
+        workspace().recalculateTimeline(ReloadPlayback::yes);
+        for (const auto& track : workspace().project().tracks) {
+            workspace().storePeaks(track.id, tonePeaks(track.sourceAudioSamples));
+        }
+        view = std::make_unique<TimelineView>(workspace(), app_.loop(), &app_.engine());
+        view->resize(1400, 320);
+        view->setPixelsPerSecond(pps);
+        view->show();
+        valid = QTest::qWaitForWindowExposed(view.get());
+        settle();
+    }
+
+    ~Harness() { view.reset(); } // the view leaves the workspace before the app goes
+
+    WorkspaceState& workspace() { return app_.workspace(); }
+    OrvaneApp& app() { return app_; }
+    const CDTrack& track(std::size_t i) { return workspace().project().tracks.at(i); }
+    const TrackPosition& position(std::size_t i) { return workspace().trackPositions().at(i); }
+    TimelineGeometry::Lane lane() const { return TimelineGeometry::lane(view->canvasHeight()); }
+    double x(std::int64_t frame) const { return view->xForFrame(static_cast<double>(frame)); }
+
+    // Lets the turn end (the undo group closes there) and every asked repaint happen.
+    void settle() {
+        for (int i = 0; i < 3; ++i) {
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::processEvents();
+            app_.driver().runUntilIdle();
+        }
+    }
+
+    void send(QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons held,
+              Qt::KeyboardModifiers keys = {}) {
+        QMouseEvent event(type, at, view->mapToGlobal(at), button, held, keys);
+        QApplication::sendEvent(view.get(), &event);
+    }
+
+    // A left-button drag in `steps` moves, each followed by its repaints; released unless asked not to.
+    void drag(QPointF from, QPointF to, Qt::KeyboardModifiers keys = {}, bool release = true, int steps = 4) {
+        send(QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton, keys);
+        settle();
+        for (int step = 1; step <= steps; ++step) {
+            send(QEvent::MouseMove, from + (to - from) * (double(step) / steps), Qt::NoButton, Qt::LeftButton,
+                 keys);
+            settle();
+        }
+        if (release) {
+            send(QEvent::MouseButtonRelease, to, Qt::LeftButton, Qt::NoButton, keys);
+            settle();
+        }
+    }
+
+    void doubleClick(QPointF at) {
+        send(QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+        send(QEvent::MouseButtonDblClick, at, Qt::LeftButton, Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+        settle();
+    }
+
+    // Undoes once; true when that was the only step there was.
+    bool undoOnlyStep() {
+        if (!workspace().canUndo()) {
+            return false;
+        }
+        workspace().undo();
+        settle();
+        return !workspace().canUndo();
+    }
+
+    std::unique_ptr<TimelineView> view;
+    bool valid = false;
+
+  private:
+    static AppOptions headlessOptions() {
+        AppOptions options;
+        options.offlineAudio = true;
+        return options;
+    }
+    PrivateHome home_;
+    OrvaneApp app_;
+};
+
+} // namespace
+
+// A fade-in pulled out of its handle: the view repaints only that track's band while it moves, the
+// strip cache rebuilds only that track, and release plus undo are one step.
+void TimelineViewTest::fadeDragRepaintsOnlyItsTrackAndUndoesInOneStep() {
+    Harness h(tracks(5));
+    QVERIFY(h.valid);
+    // Nothing changed: a second full paint rebuilds no outline.
+    const std::size_t before = h.view->stripCache().builds();
+    QVERIFY(before > 0);
+    h.view->repaint();
+    QCOMPARE(h.view->stripCache().builds(), before);
+
+    PaintRecorder recorder;
+    h.view->installEventFilter(&recorder);
+    const double x0 = h.x(h.position(2).audioStartLBA);
+    h.drag(QPointF(x0, h.lane().top + 2.0), QPointF(x0 + 60.0, h.lane().top + 2.0), {}, false);
+    QVERIFY(!recorder.regions.empty());
+    QRegion painted;
+    for (const QRegion& region : recorder.regions) {
+        painted += region;
+    }
+    // The band the logic names for one track reaches 100 points past its ends, no further.
+    const double bandLeft = h.x(h.position(2).startLBA) - 102.0;
+    const double bandRight = h.x(h.position(2).endLBA) + 102.0;
+    QVERIFY2(painted.boundingRect().left() >= bandLeft && painted.boundingRect().right() <= bandRight,
+             qPrintable(QStringLiteral("painted %1..%2, band %3..%4")
+                            .arg(painted.boundingRect().left())
+                            .arg(painted.boundingRect().right())
+                            .arg(bandLeft)
+                            .arg(bandRight)));
+    QVERIFY(!painted.intersects(QRect(0, 0, static_cast<int>(h.x(h.position(1).audioStartLBA)), 300)));
+    const std::size_t rebuilt = h.view->stripCache().builds() - before;
+    QVERIFY2(rebuilt >= 1 && rebuilt <= 4, qPrintable(QString::number(rebuilt)));
+    // The document is untouched until release.
+    QCOMPARE(h.track(2).fadeInSamples, std::int64_t(0));
+
+    h.send(QEvent::MouseButtonRelease, QPointF(x0 + 60.0, h.lane().top + 2.0), Qt::LeftButton, Qt::NoButton);
+    h.view->removeEventFilter(&recorder);
+    h.settle();
+    QCOMPARE(h.track(2).fadeInSamples, Viewport::samplesForDistance(60.0, pps));
+    QCOMPARE(h.track(1).fadeInSamples, std::int64_t(0));
+    QVERIFY(h.undoOnlyStep());
+    QCOMPARE(h.track(2).fadeInSamples, std::int64_t(0));
+}
+
+// The trim edge at a track's end pulled left: the audio ends earlier, the next track follows.
+void TimelineViewTest::trimDragShortensTheTrackInOneStep() {
+    Harness h(tracks(3));
+    QVERIFY(h.valid);
+    const std::int64_t nextStart = h.position(1).audioStartLBA;
+    const double x1 = h.x(h.position(0).audioEndLBA);
+    const double y = h.lane().top + 0.6 * h.lane().height;
+    h.drag(QPointF(x1 - 1.0, y), QPointF(x1 - 81.0, y));
+    const std::int64_t trimmed = h.track(0).trimEndSamples;
+    QVERIFY2(std::abs(trimmed - Viewport::samplesForDistance(80.0, pps)) <= RedBook::samplesPerFrame,
+             qPrintable(QString::number(trimmed)));
+    QCOMPARE(h.track(0).trimStartSamples, std::int64_t(0));
+    QVERIFY(h.position(1).audioStartLBA < nextStart);
+    QVERIFY(h.undoOnlyStep());
+    QCOMPARE(h.track(0).trimEndSamples, std::int64_t(0));
+    QCOMPARE(h.position(1).audioStartLBA, nextStart);
+}
+
+// Two tracks overlapping by two seconds: the crossfade's handle dragged up bends the curve.
+void TimelineViewTest::crossfadeHandleSetsTheCurveInOneStep() {
+    auto list = tracks(2);
+    list[1].preGap = CDTime::frames(-150);
+    Harness h(std::move(list));
+    QVERIFY(h.valid);
+    const auto overlap = TimelineOverlays::crossfadeOverlapRect(h.position(0), h.position(1), pps, h.lane());
+    QVERIFY(overlap.has_value());
+    QCOMPARE(overlap->width, 80.0);
+    const Point handle = TimelineOverlays::crossfadeHandlePoint(*overlap, 0.0f);
+    const QPointF at(handle.x - h.view->originX(), handle.y);
+    const double toY = handle.y - 30.0;
+    h.drag(at, QPointF(at.x(), toY));
+    const float curve = h.track(1).crossfadeCurve;
+    QVERIFY(curve > 0.0f);
+    QCOMPARE(curve, TimelineOverlays::crossfadeCurveFromY(toY, h.lane()));
+    QCOMPARE(h.track(0).crossfadeCurve, 0.0f);
+    QVERIFY(h.undoOnlyStep());
+    QCOMPARE(h.track(1).crossfadeCurve, 0.0f);
+}
+
+// A point of the envelope dragged down, one added by a double click in the audio, and one removed by
+// a double click on it: one undo step each.
+void TimelineViewTest::envelopePointsAreMovedAddedAndRemoved() {
+    auto list = tracks(2);
+    list[0].envelopeEnabled = true;
+    list[0].gainPoints.push_back(GainPoint{Uuid::random(), 2 * 44100, -6.0f, std::nullopt});
+    Harness h(std::move(list));
+    QVERIFY(h.valid);
+    const TimelineOverlays::AudioSpan span{h.x(h.position(0).audioStartLBA) + h.view->originX(),
+                                           h.x(h.position(0).audioEndLBA) + h.view->originX()};
+    const Point p = TimelineOverlays::envelopePoint(h.track(0).gainPoints[0], h.track(0), span, h.lane());
+    const QPointF at(p.x - h.view->originX(), p.y);
+    h.drag(at, at + QPointF(0.0, 40.0));
+    QCOMPARE(h.track(0).gainPoints.size(), std::size_t(1));
+    QCOMPARE(h.track(0).gainPoints[0].gainDB, TimelineOverlays::dBAtY(p.y + 40.0, h.lane()));
+    QVERIFY(h.undoOnlyStep());
+    QCOMPARE(h.track(0).gainPoints[0].gainDB, -6.0f);
+
+    // Six seconds in, at the lane's middle height.
+    const double addX = h.x(h.position(0).audioStartLBA) + 6.0 * pps;
+    h.doubleClick(QPointF(addX, h.lane().top + 0.5 * h.lane().height));
+    QCOMPARE(h.track(0).gainPoints.size(), std::size_t(2));
+    h.doubleClick(at);
+    QCOMPARE(h.track(0).gainPoints.size(), std::size_t(1));
+    QVERIFY(h.track(0).gainPoints[0].positionSamples > 5 * 44100);
+    h.workspace().undo();
+    h.settle();
+    QCOMPARE(h.track(0).gainPoints.size(), std::size_t(2));
+}
+
+// An unlocked track's INDEX 01 flag dragged a second to the right.
+void TimelineViewTest::indexFlagMovesInOneStep() {
+    auto list = tracks(2);
+    list[1].indexLocked = false;
+    Harness h(std::move(list));
+    QVERIFY(h.valid);
+    const std::int64_t index01 = h.position(1).index01LBA;
+    const QPointF flag(h.x(index01) + 6.0, h.lane().bottom + 6.0);
+    h.drag(flag, flag + QPointF(pps, 0.0));
+    QCOMPARE(h.track(1).index01OffsetFrames, std::int64_t(RedBook::framesPerSecond));
+    QCOMPARE(h.position(1).index01LBA, index01 + RedBook::framesPerSecond);
+    QCOMPARE(h.track(0).index01OffsetFrames, std::int64_t(0));
+    QVERIFY(h.undoOnlyStep());
+    QCOMPARE(h.position(1).index01LBA, index01);
+}
+
+// The loop's end flag let go 5 points from the playhead lands on it; with Ctrl it stays where it is.
+void TimelineViewTest::loopEdgeSnapsToThePlayheadUnlessCtrlIsHeld() {
+    Harness h(tracks(3));
+    QVERIFY(h.valid);
+    h.workspace().setSnapEnabled(true);
+    const std::int64_t playhead = 10 * RedBook::framesPerSecond + 30; // clear of every track edge
+    h.app().engine().seek(playhead * RedBook::samplesPerFrame);
+    h.workspace().setCurrentSample(playhead * RedBook::samplesPerFrame);
+    h.workspace().setLoopStartFrame(2 * RedBook::framesPerSecond);
+    h.workspace().setLoopEndFrame(6 * RedBook::framesPerSecond);
+    h.settle();
+    const double target = h.x(playhead) + 5.0;
+    const QPointF flag(h.x(6 * RedBook::framesPerSecond) - 3.0, h.lane().bottom + 6.0);
+
+    h.drag(flag, QPointF(target - 3.0, flag.y()), Qt::ControlModifier);
+    const std::int64_t unsnapped = h.workspace().loopEndFrame().value_or(-1);
+    QCOMPARE(unsnapped, Viewport::frameAtX(target - 3.0 + h.view->originX(), pps));
+    QVERIFY(unsnapped != playhead);
+
+    QCOMPARE(std::llround(h.workspace().currentTime() * RedBook::framesPerSecond), playhead);
+    const QPointF moved(h.x(unsnapped) - 3.0, flag.y());
+    h.drag(moved, QPointF(moved.x() - 1.0, flag.y()));
+    QCOMPARE(h.workspace().loopEndFrame(), std::optional<std::int64_t>(playhead));
+}
+
+// View > "Waveform GPU (OpenGL)" writes the setting and posts the renderer notification once a toggle.
+void TimelineViewTest::rendererToggleWritesTheSettingAndTellsTheViews() {
+    PrivateHome home;
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
+    app.showWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(&app.window()));
+    int told = 0;
+    const auto observer =
+        NotificationCenter::shared().observe(NotificationCenter::waveRendererChanged, [&told] { ++told; });
+    QAction* action = app.window().findAction(QStringLiteral("Waveform GPU (OpenGL)"));
+    QVERIFY(action != nullptr);
+    QVERIFY(action->isCheckable());
+    QVERIFY(!app.settings().metalWaveform());
+    action->trigger();
+    QVERIFY(app.settings().metalWaveform());
+    QCOMPARE(told, 1);
+    action->trigger();
+    QVERIFY(!app.settings().metalWaveform());
+    QCOMPARE(told, 2);
+    NotificationCenter::shared().remove(observer);
+    action->trigger();
+    QCOMPARE(told, 2);
+}
+
+// The transport's TRK field follows the playhead into the second track and back out of the disc.
+void TimelineViewTest::transportShowsTheTrackUnderThePlayhead() {
+    PrivateHome home;
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
+    CDProject project;
+    project.tracks = tracks(3);
+    app.workspace().importProject(std::move(project));
+    app.workspace().recalculateTimeline(ReloadPlayback::yes);
+    app.showWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(&app.window()));
+    auto* number = app.window().findChild<QLabel*>(QStringLiteral("trackText"));
+    QVERIFY(number != nullptr);
+    // The second track's audio runs from 12 s to 20 s; 15 s lies inside it.
+    const auto at = [&](double seconds) {
+        const auto sample = static_cast<std::int64_t>(seconds * RedBook::sampleRate);
+        app.engine().seek(sample);
+        app.workspace().setCurrentSample(sample);
+        QCoreApplication::processEvents();
+        return number->text();
+    };
+    QCOMPARE(at(15.0), QStringLiteral("02"));
+    QCOMPARE(at(3.0), QStringLiteral("01"));
+    QCOMPARE(at(25.0), QStringLiteral("03"));
+}
+
+int main(int argc, char** argv) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    Theme::apply(application);
+    TimelineViewTest test;
+    return QTest::qExec(&test, argc, argv);
+}

@@ -1,0 +1,20 @@
+#pragma once
+// The timeline canvas on screen driven with synthetic mouse events (QTest, offscreen): each kind of
+// drag edits the document as one undo step, a drag repaints only the tracks it touches, snapping
+// and its Ctrl bypass, the waveform renderer setting, and the transport's track number. Declared apart so
+// that moc reads only Qt.
+
+#include <QObject>
+
+class TimelineViewTest final : public QObject {
+    Q_OBJECT
+  private Q_SLOTS:
+    void fadeDragRepaintsOnlyItsTrackAndUndoesInOneStep();
+    void trimDragShortensTheTrackInOneStep();
+    void crossfadeHandleSetsTheCurveInOneStep();
+    void envelopePointsAreMovedAddedAndRemoved();
+    void indexFlagMovesInOneStep();
+    void loopEdgeSnapsToThePlayheadUnlessCtrlIsHeld();
+    void rendererToggleWritesTheSettingAndTellsTheViews();
+    void transportShowsTheTrackUnderThePlayhead();
+};
