@@ -1,0 +1,15 @@
+#pragma once
+// The desktop's loudness, report and take-comparison tests (QTest); declared apart from their
+// bodies so that moc reads only Qt.
+
+#include <QObject>
+
+class LoudnessWindowTest final : public QObject {
+    Q_OBJECT
+  private Q_SLOTS:
+    void analysedFiguresSurviveSaveAndReopen();
+    void failedItemsAreNamedBeforeTheSummary();
+    void tableShowsEveryColumnAndEditsThroughItsRules();
+    void takeInspectorMeasuresAndComparesATake();
+    void reportPanelPreviewsAndExportsTheStudiosPDF();
+};
