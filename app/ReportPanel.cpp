@@ -26,7 +26,7 @@ namespace orvane::app {
 namespace {
 
 // The preview's page width in pixels; the page is drawn at the resolution that gives it.
-constexpr double previewWidthPixels = 560.0;
+constexpr double previewWidthPixels = 520.0;
 
 QGroupBox* section(const QString& title, QFormLayout*& form) {
     auto* box = new QGroupBox(title);
@@ -43,7 +43,7 @@ ReportPanel::ReportPanel(WorkspaceState& workspace, LoudnessCommands& loudness, 
     : QDialog(parent), workspace_(workspace), loudness_(loudness), alerts_(alerts), model_(defaults, true) {
     setObjectName(QStringLiteral("masteringReportPanel"));
     setWindowTitle(QStringLiteral("Mastering Report"));
-    resize(1080, 760);
+    resize(1060, 820);
     auto* layout = new QHBoxLayout(this);
     layout->addWidget(makeForm(), 0);
 

@@ -197,8 +197,9 @@ void SpectralDifferenceView::paintPanel(QPainter& painter, const QRectF& area, c
         painter.drawText(QRectF(area.left(), y - 6, 40, 12), Qt::AlignRight | Qt::AlignVCenter,
                          decibelLabel(db, half));
     }
-    painter.drawText(QRectF(plot.right() - 30, plot.bottom() + 1, 30, 12), Qt::AlignRight | Qt::AlignTop,
-                     QStringLiteral("Hz"));
+    // The units stand on the title line, clear of every tick label.
+    painter.drawText(QRectF(area.left() + 4, area.top(), area.width() - 8, 14),
+                     Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("dB against Hz"));
 
     QPainterPath path;
     for (std::size_t i = 0; i < curve->frequencies.size(); ++i) {
