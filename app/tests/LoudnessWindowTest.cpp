@@ -21,6 +21,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPointer>
 #include <QProgressDialog>
@@ -93,6 +94,39 @@ std::string pdfText(const std::filesystem::path& file) {
 
 } // namespace
 
+// The analysis stands in the Audio menu just before the project check, the report at the end of the
+// Export menu, each with its key.
+void LoudnessWindowTest::commandsStandInTheirMenusWithTheirKeys() {
+    PrivateHome home;
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp app(options);
+    QAction* analyze = app.window().findAction(QStringLiteral("Analyze Loudness (R128)"));
+    QAction* report = app.window().findAction(QStringLiteral("Mastering Report\u2026"));
+    QVERIFY(analyze && report);
+    QCOMPARE(analyze->shortcut(), QKeySequence(QStringLiteral("Ctrl+L")));
+    QCOMPARE(report->shortcut(), QKeySequence(QStringLiteral("Shift+Ctrl+R")));
+    const auto texts = [](QAction* member) {
+        QStringList list;
+        for (QObject* object : member->associatedObjects()) {
+            if (auto* menu = qobject_cast<QMenu*>(object)) {
+                for (QAction* action : menu->actions()) {
+                    if (!action->isSeparator()) {
+                        list << action->text();
+                    }
+                }
+            }
+        }
+        return list;
+    };
+    const QStringList audio = texts(analyze);
+    QCOMPARE(audio.indexOf(QStringLiteral("Analyze Loudness (R128)")) + 1,
+             audio.indexOf(QStringLiteral("Validate Project\u2026")));
+    const QStringList exports = texts(report);
+    QCOMPARE(exports.last(), QStringLiteral("Mastering Report\u2026"));
+    QCOMPARE(exports.at(exports.size() - 2), QStringLiteral("PQ Sheet"));
+}
+
 // The menu measures every track, the summary names the album figure, the table shows each track's
 // figures, and a saved and reopened project shows them again at once without a new measurement.
 void LoudnessWindowTest::analysedFiguresSurviveSaveAndReopen() {
@@ -140,6 +174,36 @@ void LoudnessWindowTest::analysedFiguresSurviveSaveAndReopen() {
     QVERIFY(reopened->loudness().store().albumLoudness().has_value());
     QVERIFY(!reopened->loudness().isRunning());
     QVERIFY(reopened->loudness().progressWindow() == nullptr);
+}
+
+// While a run goes on, asking again brings its one window forward and starts nothing; "Cancel" ends
+// the run with no alert at all, and the window goes.
+void LoudnessWindowTest::secondRunOnlyRaisesTheWindowAndCancelEndsQuietly() {
+    PrivateHome home;
+    auto app = startWith(writeProject(home.path(), 3, 3.0));
+    QVERIFY(app);
+    QTRY_COMPARE(app->workspace().project().tracks.size(), std::size_t(3));
+    app->loudness().analyzeAlbum();
+    QVERIFY(app->loudness().isRunning());
+    QProgressDialog* window = app->loudness().progressWindow();
+    QVERIFY(window);
+    QCOMPARE(window->windowTitle(), QStringLiteral("Loudness Analysis"));
+    app->loudness().analyzeAlbum();
+    QCOMPARE(app->loudness().progressWindow(), window);
+    QCOMPARE(app->window().findChildren<QProgressDialog*>().size(), qsizetype(1));
+
+    QPushButton* cancel = nullptr;
+    for (QPushButton* button : window->findChildren<QPushButton*>()) {
+        if (button->text() == QStringLiteral("Cancel")) {
+            cancel = button;
+        }
+    }
+    QVERIFY(cancel);
+    cancel->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!app->loudness().isRunning(), 60000);
+    QTest::qWait(100);
+    QVERIFY(QApplication::activeModalWidget() == nullptr); // neither failure nor summary alert
+    QVERIFY(app->loudness().progressWindow() == nullptr);
 }
 
 // A track whose file is gone is named in the failure alert, which comes before the summary; the

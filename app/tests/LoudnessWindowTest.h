@@ -7,7 +7,9 @@
 class LoudnessWindowTest final : public QObject {
     Q_OBJECT
   private Q_SLOTS:
+    void commandsStandInTheirMenusWithTheirKeys();
     void analysedFiguresSurviveSaveAndReopen();
+    void secondRunOnlyRaisesTheWindowAndCancelEndsQuietly();
     void failedItemsAreNamedBeforeTheSummary();
     void tableShowsEveryColumnAndEditsThroughItsRules();
     void takeInspectorMeasuresAndComparesATake();
