@@ -116,6 +116,10 @@ std::optional<std::pair<Uuid, Uuid>> InspectorPanel::takeSourceAt(int row) const
 }
 
 void InspectorPanel::refreshLoudness() {
+    // The album figure exists only while every track is measured.
+    const auto& album = loudness_.store().albumLoudness();
+    albumLoudness_->setText(album ? loudnessText(album)
+                                  : QStringLiteral("Not measured \u2014 every track needs a measurement"));
     const CDTrack* track = selectedTrack();
     const auto trackFigures = track ? loudness_.figures(track->id) : std::nullopt;
     trackLoudness_->setText(loudnessText(trackFigures));
@@ -147,6 +151,14 @@ QWidget* InspectorPanel::makeDiscPage() {
     form->addRow(QStringLiteral("UPC/EAN"), mcn_);
     form->addRow(sectionLabel(QStringLiteral("DISC")));
     form->addRow(discSummary_);
+    form->addRow(sectionLabel(QStringLiteral("ALBUM LOUDNESS  (EBU R128)")));
+    albumLoudness_ = new QLabel;
+    albumLoudness_->setObjectName(QStringLiteral("albumLoudness"));
+    albumLoudness_->setWordWrap(true);
+    auto* analyzeAlbum = new QPushButton(QStringLiteral("Analyze Loudness (R128)"));
+    connect(analyzeAlbum, &QPushButton::clicked, this, [this] { loudness_.analyzeAlbum(); });
+    form->addRow(albumLoudness_);
+    form->addRow(analyzeAlbum);
     const auto commitDisc = [this] {
         if (refreshing_) {
             return;

@@ -54,6 +54,7 @@ class InspectorPanel final : public QWidget {
     QLineEdit* albumPerformer_ = nullptr;
     QLineEdit* mcn_ = nullptr;
     QLabel* discSummary_ = nullptr;
+    QLabel* albumLoudness_ = nullptr;
 
     QLabel* trackHeading_ = nullptr;
     QWidget* trackFields_ = nullptr;

@@ -484,6 +484,20 @@ void TrackTableModel::showHeaderMenu(QTableView& view, const QPoint& at) {
     menu.exec(view.horizontalHeader()->mapToGlobal(at));
 }
 
+void TrackTableModel::replaceRowFile(const SpreadsheetRow& row) {
+    OpenPanelRequest request;
+    request.title = "Replace";
+    const auto file = alerts_.runOpenPanel(request);
+    if (!file) {
+        return;
+    }
+    if (const auto* track = std::get_if<TrackRow>(&row)) {
+        workspace_.replaceActiveTrackFile(track->track.id, *file);
+    } else if (const auto* version = std::get_if<VersionRow>(&row)) {
+        workspace_.replaceVersionFile(version->track.id, version->version.id, *file);
+    }
+}
+
 void TrackTableModel::showRowMenu(QTableView& view, const QPoint& at) {
     const int rowUnder = view.rowAt(at.y());
     if (rowUnder < 0 || static_cast<std::size_t>(rowUnder) >= rows_.size()) {
@@ -519,6 +533,9 @@ void TrackTableModel::showRowMenu(QTableView& view, const QPoint& at) {
                                                        AlertStyle::warning});
                     answer(workspace_, *question, chosen == 0);
                 });
+            } else if (item.title == "Replace\u2026") {
+                menu.addAction(QString::fromStdString(item.title), this,
+                               [this, row] { replaceRowFile(row); });
             } else if (item.title == "Analyze Loudness (R128)") {
                 if (const auto* track = std::get_if<TrackRow>(&row)) {
                     menu.addAction(analyze, this,

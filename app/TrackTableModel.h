@@ -48,6 +48,8 @@ class TrackTableModel final : public QAbstractTableModel {
     const TrackPosition* positionOf(const Uuid& trackID) const;
     void showOutcome(const TrackTable::EditOutcome& outcome);
     void showRowMenu(QTableView& view, const QPoint& at);
+    // "Replace…": a new file for the row's track (its active take) or take.
+    void replaceRowFile(const TrackTable::SpreadsheetRow& row);
     void showHeaderMenu(QTableView& view, const QPoint& at);
     void applyColumnVisibility(QTableView& view);
     std::vector<std::size_t> selectedRows(const QTableView& view) const;

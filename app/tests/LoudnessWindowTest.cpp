@@ -183,23 +183,40 @@ void LoudnessWindowTest::secondRunOnlyRaisesTheWindowAndCancelEndsQuietly() {
     auto app = startWith(writeProject(home.path(), 3, 3.0));
     QVERIFY(app);
     QTRY_COMPARE(app->workspace().project().tracks.size(), std::size_t(3));
-    app->loudness().analyzeAlbum();
-    QVERIFY(app->loudness().isRunning());
-    QProgressDialog* window = app->loudness().progressWindow();
-    QVERIFY(window);
-    QCOMPARE(window->windowTitle(), QStringLiteral("Loudness Analysis"));
-    app->loudness().analyzeAlbum();
-    QCOMPARE(app->loudness().progressWindow(), window);
-    QCOMPARE(app->window().findChildren<QProgressDialog*>().size(), qsizetype(1));
-
-    QPushButton* cancel = nullptr;
-    for (QPushButton* button : window->findChildren<QPushButton*>()) {
-        if (button->text() == QStringLiteral("Cancel")) {
-            cancel = button;
+    // All of it inside one turn of the main loop, so no result of the run can be taken in (and no
+    // closing alert shown) before "Cancel" is pressed, however fast the measuring is.
+    struct Seen {
+        bool done = false;
+        bool runningAfterStart = false;
+        QProgressDialog* first = nullptr;
+        QProgressDialog* afterSecond = nullptr;
+        qsizetype windows = 0;
+        bool cancelPressed = false;
+    };
+    Seen seen;
+    app->loop().post([&] {
+        app->loudness().analyzeAlbum();
+        seen.runningAfterStart = app->loudness().isRunning();
+        seen.first = app->loudness().progressWindow();
+        app->loudness().analyzeAlbum();
+        seen.afterSecond = app->loudness().progressWindow();
+        seen.windows = app->window().findChildren<QProgressDialog*>().size();
+        if (seen.first != nullptr) {
+            for (QPushButton* button : seen.first->findChildren<QPushButton*>()) {
+                if (button->text() == QStringLiteral("Cancel")) {
+                    button->click();
+                    seen.cancelPressed = true;
+                }
+            }
         }
-    }
-    QVERIFY(cancel);
-    cancel->click();
+        seen.done = true;
+    });
+    QTRY_VERIFY(seen.done);
+    QVERIFY(seen.runningAfterStart);
+    QVERIFY(seen.first != nullptr);
+    QCOMPARE(seen.afterSecond, seen.first);
+    QCOMPARE(seen.windows, qsizetype(1));
+    QVERIFY(seen.cancelPressed);
     QTRY_VERIFY_WITH_TIMEOUT(!app->loudness().isRunning(), 60000);
     QTest::qWait(100);
     QVERIFY(QApplication::activeModalWidget() == nullptr); // neither failure nor summary alert
