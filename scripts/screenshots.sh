@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Writes PNGs of the desktop's windows (main window, inspector, PQ sheet panel, DDP export progress)
+# Writes PNGs of the desktop's windows (main window, inspector, loudness figures, a take's tone graph,
+# the mastering report panel, PQ sheet panel, DDP export progress)
 # with the demo project, under a virtual X server, into OUTDIR (default build/screenshots).
 set -euo pipefail
 cd "$(dirname "$0")/.."
