@@ -168,7 +168,8 @@ void showPQSheet(QWidget* parent, OrvaneApp& app) {
     const CDProject project = app.workspace().project();
     const auto positions = TimelineCalculator::calculatePositions(project);
     const std::vector<TrackPosition> laidOut = positions ? *positions : std::vector<TrackPosition>{};
-    const TrackLoudnessMap loudness = PQSheetBuilder::storedLoudness(project);
+    const TrackLoudnessMap loudness = app.loudness().figureMap();
+    const std::optional<TrackLoudness> album = app.loudness().store().albumLoudness();
 
     const auto currentModel = [&] {
         PQSheetModel m;
@@ -182,7 +183,7 @@ void showPQSheet(QWidget* parent, OrvaneApp& app) {
     };
     const auto refresh = [&] {
         const PQSheetContent content =
-            PQSheetContent::make(project, laidOut, currentModel(), loudness, std::nullopt);
+            PQSheetContent::make(project, laidOut, currentModel(), loudness, album);
         preview->clear();
         preview->setColumnCount(static_cast<int>(content.columns.size()));
         preview->setRowCount(static_cast<int>(content.rows.size()));
@@ -230,7 +231,7 @@ void showPQSheet(QWidget* parent, OrvaneApp& app) {
             return;
         }
         const auto written =
-            PQSheetBuilder::writeFiles(*folder, project, laidOut, currentModel(), loudness, std::nullopt);
+            PQSheetBuilder::writeFiles(*folder, project, laidOut, currentModel(), loudness, album);
         if (!written) {
             app.showError("Export Failed", written.error());
         }

@@ -1,5 +1,6 @@
 #include "app/InspectorPanel.h"
 
+#include "app/SpectralDifferenceView.h"
 #include "app/Theme.h"
 #include "app/TrackTableModel.h"
 
@@ -49,8 +50,8 @@ QLabel* sectionLabel(const QString& text) {
 
 } // namespace
 
-InspectorPanel::InspectorPanel(WorkspaceState& workspace, QWidget* parent)
-    : QWidget(parent), workspace_(workspace) {
+InspectorPanel::InspectorPanel(WorkspaceState& workspace, LoudnessCommands& loudness, QWidget* parent)
+    : QWidget(parent), workspace_(workspace), loudness_(loudness) {
     setObjectName(QStringLiteral("inspector"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -67,12 +68,70 @@ InspectorPanel::InspectorPanel(WorkspaceState& workspace, QWidget* parent)
         if (property == WorkspaceProperty::selectedTrackID && workspace_.selectedTrackID()) {
             tabs_->setCurrentIndex(1);
         }
+        if (property == WorkspaceProperty::inspectorTab) {
+            tabs_->setCurrentIndex(static_cast<int>(workspace_.inspectorTab()));
+        }
+        if (property == WorkspaceProperty::selectedVersionID) {
+            // Only a choice made elsewhere (the table) moves the list; the list's own is there already.
+            const auto shown = takeSourceAt(takes_->currentRow());
+            const auto& chosen = workspace_.selectedVersionID();
+            if (chosen && (!shown || shown->second != *chosen)) {
+                refresh();
+            }
+        }
     });
+    loudnessListener_ = loudness_.subscribe([this] { refreshLoudness(); });
     refresh();
 }
 
 InspectorPanel::~InspectorPanel() {
+    loudness_.unsubscribe(loudnessListener_);
     workspace_.unsubscribe(subscription_);
+}
+
+QString InspectorPanel::loudnessText(const std::optional<TrackLoudness>& figures) {
+    if (!figures) {
+        return QStringLiteral("Not measured");
+    }
+    QString text =
+        QStringLiteral("%1 LUFS   %2 dBTP").arg(figures->lufs, 0, 'f', 1).arg(figures->truePeak, 0, 'f', 1);
+    if (figures->lra) {
+        text += QStringLiteral("   %1 LRA").arg(*figures->lra, 0, 'f', 1);
+    }
+    return text;
+}
+
+std::optional<std::pair<Uuid, Uuid>> InspectorPanel::takeSourceAt(int row) const {
+    const CDTrack* track = selectedTrack();
+    if (!track || row < 0) {
+        return std::nullopt;
+    }
+    if (row == 0) {
+        return std::pair{track->id, track->id};
+    }
+    if (static_cast<std::size_t>(row - 1) < track->versions.size()) {
+        return std::pair{track->id, track->versions[static_cast<std::size_t>(row - 1)].id};
+    }
+    return std::nullopt;
+}
+
+void InspectorPanel::refreshLoudness() {
+    // The album figure exists only while every track is measured.
+    const auto& album = loudness_.store().albumLoudness();
+    albumLoudness_->setText(album ? loudnessText(album)
+                                  : QStringLiteral("Not measured \u2014 every track needs a measurement"));
+    const CDTrack* track = selectedTrack();
+    const auto trackFigures = track ? loudness_.figures(track->id) : std::nullopt;
+    trackLoudness_->setText(loudnessText(trackFigures));
+    trackAnalyze_->setText(trackFigures ? QStringLiteral("Re-analyze") : QStringLiteral("Analyze"));
+    trackAnalyze_->setEnabled(track != nullptr && track->audioFileURL.has_value());
+
+    const auto source = takeSourceAt(takes_->currentRow());
+    const auto takeFigures = source ? loudness_.figures(source->second) : std::nullopt;
+    takeLoudness_->setText(source ? loudnessText(takeFigures) : QStringLiteral("No version selected"));
+    takeAnalyze_->setText(takeFigures ? QStringLiteral("Re-analyze") : QStringLiteral("Analyze"));
+    takeAnalyze_->setEnabled(source.has_value());
+    difference_->refresh();
 }
 
 QWidget* InspectorPanel::makeDiscPage() {
@@ -92,6 +151,14 @@ QWidget* InspectorPanel::makeDiscPage() {
     form->addRow(QStringLiteral("UPC/EAN"), mcn_);
     form->addRow(sectionLabel(QStringLiteral("DISC")));
     form->addRow(discSummary_);
+    form->addRow(sectionLabel(QStringLiteral("ALBUM LOUDNESS  (EBU R128)")));
+    albumLoudness_ = new QLabel;
+    albumLoudness_->setObjectName(QStringLiteral("albumLoudness"));
+    albumLoudness_->setWordWrap(true);
+    auto* analyzeAlbum = new QPushButton(QStringLiteral("Analyze Loudness (R128)"));
+    connect(analyzeAlbum, &QPushButton::clicked, this, [this] { loudness_.analyzeAlbum(); });
+    form->addRow(albumLoudness_);
+    form->addRow(analyzeAlbum);
     const auto commitDisc = [this] {
         if (refreshing_) {
             return;
@@ -165,6 +232,17 @@ QWidget* InspectorPanel::makeTrackPage() {
     form->addRow(copyPermitted_);
     form->addRow(sectionLabel(QStringLiteral("SOURCE")));
     form->addRow(source_);
+    form->addRow(sectionLabel(QStringLiteral("LOUDNESS  (EBU R128)")));
+    trackLoudness_ = new QLabel;
+    trackLoudness_->setObjectName(QStringLiteral("trackLoudness"));
+    trackAnalyze_ = new QPushButton(QStringLiteral("Analyze"));
+    trackAnalyze_->setObjectName(QStringLiteral("trackAnalyze"));
+    trackAnalyze_->setToolTip(
+        QStringLiteral("EBU R128 measurement of this take (and any unmeasured takes of this track)"));
+    auto* loudnessRow = new QHBoxLayout;
+    loudnessRow->addWidget(trackLoudness_, 1);
+    loudnessRow->addWidget(trackAnalyze_);
+    form->addRow(loudnessRow);
     outer->addWidget(trackFields_);
     outer->addStretch(1);
 
@@ -184,6 +262,11 @@ QWidget* InspectorPanel::makeTrackPage() {
     for (auto* edit : {title_, performer_, isrc_}) {
         connect(edit, &QLineEdit::editingFinished, this, commitText);
     }
+    connect(trackAnalyze_, &QPushButton::clicked, this, [this] {
+        if (const CDTrack* track = selectedTrack()) {
+            loudness_.analyzeTracks({track->id});
+        }
+    });
     connect(gainEnabled_, &QCheckBox::toggled, this, [this](bool on) {
         if (!refreshing_) {
             editSelected([on](CDTrack& track) { track.gainEnabled = on; });
@@ -235,6 +318,45 @@ QWidget* InspectorPanel::makeTakePage() {
     buttons->addWidget(promote_);
     buttons->addWidget(audition_);
     layout->addLayout(buttons);
+    layout->addWidget(sectionLabel(QStringLiteral("LOUDNESS  (EBU R128)")));
+    takeLoudness_ = new QLabel;
+    takeLoudness_->setObjectName(QStringLiteral("takeLoudness"));
+    takeAnalyze_ = new QPushButton(QStringLiteral("Analyze"));
+    takeAnalyze_->setObjectName(QStringLiteral("takeAnalyze"));
+    takeAnalyze_->setToolTip(QStringLiteral("EBU R128 measurement of this take"));
+    auto* loudnessRow = new QHBoxLayout;
+    loudnessRow->addWidget(takeLoudness_, 1);
+    loudnessRow->addWidget(takeAnalyze_);
+    layout->addLayout(loudnessRow);
+    layout->addWidget(sectionLabel(QStringLiteral("TONE AGAINST THE MASTER")));
+    difference_ = new SpectralDifferenceView(loudness_.spectral());
+    layout->addWidget(difference_);
+    connect(takeAnalyze_, &QPushButton::clicked, this, [this] {
+        const auto source = takeSourceAt(takes_->currentRow());
+        if (!source) {
+            return;
+        }
+        if (source->first == source->second) {
+            loudness_.analyzeTracks({source->first});
+        } else {
+            loudness_.analyzeVersion(source->first, source->second);
+        }
+    });
+    connect(takes_, &QListWidget::currentRowChanged, this, [this](int row) {
+        const auto source = takeSourceAt(row);
+        const CDTrack* track = selectedTrack();
+        if (source && track && source->first != source->second) {
+            const TrackVersion& take = track->versions[static_cast<std::size_t>(row - 1)];
+            difference_->setSource(source->first, source->second,
+                                   take.label.value_or(take.url.lastPathComponent()));
+        } else {
+            difference_->setSource(track ? std::optional<Uuid>(track->id) : std::nullopt, std::nullopt, "");
+        }
+        if (!refreshing_ && source && source->first != source->second) {
+            workspace_.setSelectedVersionID(source->second);
+        }
+        refreshLoudness();
+    });
     connect(promote_, &QPushButton::clicked, this, [this] {
         const CDTrack* track = selectedTrack();
         const int row = takes_->currentRow();
@@ -243,19 +365,7 @@ QWidget* InspectorPanel::makeTakePage() {
                                               track->versions[static_cast<std::size_t>(row - 1)].id);
         }
     });
-    const auto sourceAt = [this](int row) -> std::optional<std::pair<Uuid, Uuid>> {
-        const CDTrack* track = selectedTrack();
-        if (!track || row < 0) {
-            return std::nullopt;
-        }
-        if (row == 0) {
-            return std::pair{track->id, track->id};
-        }
-        if (static_cast<std::size_t>(row - 1) < track->versions.size()) {
-            return std::pair{track->id, track->versions[static_cast<std::size_t>(row - 1)].id};
-        }
-        return std::nullopt;
-    };
+    const auto sourceAt = [this](int row) { return takeSourceAt(row); };
     connect(audition_, &QPushButton::clicked, this, [this, sourceAt] {
         if (const auto source = sourceAt(takes_->currentRow())) {
             workspace_.startPreview(source->first, source->second, true);
@@ -314,10 +424,12 @@ void InspectorPanel::refresh() {
     const CDTrack* track = selectedTrack();
     trackFields_->setEnabled(track != nullptr);
     takes_->clear();
+    difference_->setSource(std::nullopt, std::nullopt, "");
     promote_->setEnabled(false);
     audition_->setEnabled(track != nullptr && track->audioFileURL.has_value());
     if (!track) {
         trackHeading_->setText(QStringLiteral("No track selected"));
+        refreshLoudness();
         refreshing_ = false;
         return;
     }
@@ -348,7 +460,19 @@ void InspectorPanel::refresh() {
             QString::fromStdString(version.label.value_or(version.url.lastPathComponent()))));
     }
     promote_->setEnabled(false);
+    // The take chosen in the table (or before this refresh) stays chosen.
+    int takeRow = 0;
+    if (const auto& versionID = workspace_.selectedVersionID()) {
+        for (std::size_t j = 0; j < track->versions.size(); ++j) {
+            if (track->versions[j].id == *versionID) {
+                takeRow = static_cast<int>(j) + 1;
+            }
+        }
+    }
+    takes_->setCurrentRow(takeRow);
+    promote_->setEnabled(takeRow >= 1);
     refreshing_ = false;
+    refreshLoudness();
 }
 
 } // namespace orvane::app

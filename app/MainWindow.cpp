@@ -50,24 +50,10 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     editing->setHandleWidth(1);
     timeline_ = new TimelineView(workspace, app_.loop(), &app_.engine());
     editing->addWidget(timeline_);
-    model_ = new TrackTableModel(workspace, this);
+    model_ = new TrackTableModel(workspace, app_.loudness(), app_.panelHost(), this);
     table_ = new QTableView;
     table_->setObjectName(QStringLiteral("trackTable"));
-    table_->setModel(model_);
-    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table_->setSelectionMode(QAbstractItemView::SingleSelection);
-    table_->setAlternatingRowColors(true);
-    table_->setShowGrid(false);
-    table_->verticalHeader()->hide();
-    table_->verticalHeader()->setDefaultSectionSize(24);
-    table_->horizontalHeader()->setSectionResizeMode(TrackTableModel::title, QHeaderView::Stretch);
-    table_->horizontalHeader()->setHighlightSections(false);
-    table_->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
-                            QAbstractItemView::AnyKeyPressed);
-    const int widths[] = {36, 240, 170, 130, 84, 84, 84, 70, 78, 78};
-    for (int c = 0; c < static_cast<int>(std::size(widths)); ++c) {
-        table_->setColumnWidth(c, widths[c]);
-    }
+    model_->attachView(*table_);
     editing->addWidget(table_);
     editing->setStretchFactor(0, 3);
     editing->setStretchFactor(1, 2);
@@ -79,7 +65,7 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     auto* side = new QVBoxLayout(sideColumn_);
     side->setContentsMargins(0, 0, 0, 0);
     side->setSpacing(0);
-    inspector_ = new InspectorPanel(workspace);
+    inspector_ = new InspectorPanel(workspace, app_.loudness());
     // The inspector scrolls when the window is short, so the meters below it keep their height.
     auto* inspectorScroll = new QScrollArea;
     inspectorScroll->setWidget(inspector_);
@@ -97,25 +83,6 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     setCentralWidget(central);
     sideColumn_->setVisible(app_.settings().showInspector());
 
-    // The table and the timeline share one selection: the workspace's.
-    connect(table_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
-            [this](const QModelIndex& current) {
-                const auto& tracks = app_.workspace().project().tracks;
-                if (current.isValid() && static_cast<std::size_t>(current.row()) < tracks.size()) {
-                    app_.workspace().setSelectedTrackID(tracks[static_cast<std::size_t>(current.row())].id);
-                }
-            });
-    // A double click on the number plays from that track.
-    connect(table_, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
-        const auto& positions = app_.workspace().trackPositions();
-        if (index.column() == TrackTableModel::number &&
-            static_cast<std::size_t>(index.row()) < positions.size()) {
-            app_.engine().seek(positions[static_cast<std::size_t>(index.row())].index01LBA *
-                               RedBook::samplesPerFrame);
-            app_.engine().play();
-        }
-    });
-
     buildMenus();
     subscription_ = workspace.subscribe([this](WorkspaceProperty property) {
         switch (property) {
@@ -130,17 +97,6 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
         case WorkspaceProperty::snapEnabled:
             refreshEditActions();
             break;
-        case WorkspaceProperty::selectedTrackID: {
-            const auto& id = app_.workspace().selectedTrackID();
-            const auto row = id ? app_.workspace().project().indexOfTrack(*id) : std::nullopt;
-            const QSignalBlocker blocker(table_->selectionModel());
-            if (row) {
-                table_->selectRow(static_cast<int>(*row));
-            } else {
-                table_->clearSelection();
-            }
-            break;
-        }
         default:
             break;
         }
@@ -274,6 +230,8 @@ void MainWindow::buildMenus() {
         [this] { app_.workspace().clearLoop(); });
     add(audio, QStringLiteral("DIM"), QKeySequence(), [this] { app_.workspace().toggleMonitorDim(); });
     audio->addSeparator();
+    add(audio, QStringLiteral("Analyze Loudness (R128)"), QKeySequence(QStringLiteral("Ctrl+L")),
+        [this] { app_.analyzeLoudness(); });
     add(audio, QStringLiteral("Validate Project\u2026"), QKeySequence(QStringLiteral("Ctrl+K")),
         [this] { app_.validateProject(); });
     add(audio, QStringLiteral("Verify DDP Fileset\u2026"), QKeySequence(), [this] { app_.verifyDDP(); });
@@ -284,6 +242,8 @@ void MainWindow::buildMenus() {
     DeliveryMenu::addExports(*exportMenu, app_);
     add(exportMenu, QStringLiteral("PQ Sheet"), QKeySequence(QStringLiteral("Shift+Ctrl+E")),
         [this] { app_.showPQSheet(); });
+    add(exportMenu, QStringLiteral("Mastering Report\u2026"), QKeySequence(QStringLiteral("Shift+Ctrl+R")),
+        [this] { app_.showMasteringReport(); });
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     add(help, QStringLiteral("Orvane Help"), QKeySequence(QStringLiteral("Ctrl+?")),

@@ -4,6 +4,7 @@
 #include "app/HelpViewer.h"
 #include "app/MainWindow.h"
 #include "app/ProgressWindow.h"
+#include "app/ReportPanel.h"
 #include "delivery/CDTextEncoder.h"
 #include "delivery/DDPExport.h"
 #include "delivery/DDPImportError.h"
@@ -73,13 +74,16 @@ OrvaneApp::OrvaneApp(AppOptions options)
             onRecentChanged();
         }
     });
+    loudness_ = std::make_unique<LoudnessCommands>(*workspace_, loop_, panelHost_);
     window_ = std::make_unique<MainWindow>(*this);
     panelHost_.setParentWindow(window_.get());
+    loudness_->setParentWindow(window_.get());
 }
 
 OrvaneApp::~OrvaneApp() {
     help_.reset();
     window_.reset();
+    loudness_.reset();
     peakHooks_.reset();
     deviceManager_->detach();
     deviceManager_.reset();
@@ -194,8 +198,8 @@ void OrvaneApp::exportDDP() {
     }
     std::vector<Exporter::ExtraFile> extras;
     if (choice->includePQSheet) {
-        const auto sheet = PQSheetBuilder::exportFiles(project, *positions,
-                                                       PQSheetBuilder::storedLoudness(project), std::nullopt);
+        const auto sheet = PQSheetBuilder::exportFiles(project, *positions, loudness_->figureMap(),
+                                                       loudness_->store().albumLoudness());
         if (!sheet) {
             showError("Export Failed", sheet.error());
             return;
@@ -312,6 +316,15 @@ void OrvaneApp::validateProject() {
 
 void OrvaneApp::showPQSheet() {
     AppDialogs::showPQSheet(window_.get(), *this);
+}
+
+void OrvaneApp::analyzeLoudness() {
+    loudness_->analyzeAlbum();
+}
+
+void OrvaneApp::showMasteringReport() {
+    ReportPanel panel(*workspace_, *loudness_, defaults_, panelHost_, window_.get());
+    panel.exec();
 }
 
 void OrvaneApp::showShortcuts() {

@@ -4,6 +4,7 @@
 // view of it. GUI thread only; one per process (tests make one at a time).
 
 #include "analysis/PeakHooks.h"
+#include "app/LoudnessCommands.h"
 #include "app/MainLoopDriver.h"
 #include "app/QtPanelHost.h"
 #include "monitoring/AudioDeviceManager.h"
@@ -67,6 +68,8 @@ class OrvaneApp final : public QObject {
     void exportDDP();
     void validateProject();
     void showPQSheet();
+    void analyzeLoudness();
+    void showMasteringReport();
     void showShortcuts();
     void showHelp(); // the help viewer, made on first use and raised after
     void showAbout();
@@ -82,6 +85,8 @@ class OrvaneApp final : public QObject {
     MainLoopDriver& driver() { return *driver_; }
     AudioOutput& output() { return *output_; }
     AudioDeviceManager& devices() { return *deviceManager_; }
+    LoudnessCommands& loudness() { return *loudness_; }
+    PanelHost& panelHost() { return panelHost_; }
 
     // Told after the recent list changed (the window rebuilds its menu).
     std::function<void()> onRecentChanged;
@@ -106,6 +111,7 @@ class OrvaneApp final : public QObject {
     RecentProjectsStore recent_;
     QtPanelHost panelHost_;
     ProjectPanels panels_;
+    std::unique_ptr<LoudnessCommands> loudness_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<HelpViewer> help_;
     std::optional<std::filesystem::path> pendingProjectURL_;

@@ -12,7 +12,7 @@ packages=(
     libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev fonts-dejavu-core poppler-utils libpoppler-cpp-dev
     librtaudio-dev
     cdrskin cuetools cdrdao libcue-dev
-    qt6-base-dev qt6-base-dev-tools libgl-dev xvfb xauth fonts-dseg
+    qt6-base-dev qt6-base-dev-tools libgl-dev libpoppler-qt6-dev xvfb xauth fonts-dseg
     libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg flac
     libebur128-dev zip unzip chromium nodejs
 )

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Writes PNGs of the desktop's windows (main window, inspector, help, PQ sheet, preview and batch panels,
-# DDP export progress) with the demo project, under a virtual X server, into OUTDIR (default
-# build/screenshots).
+# Writes PNGs of the desktop's windows (main window, inspector, loudness figures, a take's tone graph,
+# the mastering report panel, help, PQ sheet, preview and batch panels, DDP export progress) with the
+# demo project, under a virtual X server, into OUTDIR (default build/screenshots).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out="$(realpath -m "${1:-build/screenshots}")"

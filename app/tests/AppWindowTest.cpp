@@ -8,7 +8,9 @@
 #include "app/OrvaneApp.h"
 #include "app/Theme.h"
 #include "app/TimelineView.h"
+#include "app/TrackTableModel.h"
 #include "app/tests/AppTestSupport.h"
+#include "app/tests/LoudnessWindowTest.h"
 #include "workspace/AutosaveStore.h"
 #include "workspace/ProjectStore.h"
 
@@ -285,15 +287,24 @@ void AppWindowTest::tableEditsAreUndoableAndRefuseBadISRC() {
     QVERIFY(app);
     QTRY_COMPARE(app->workspace().project().tracks.size(), std::size_t(2));
     QAbstractItemModel* model = app->window().trackTable().model();
-    QVERIFY(model->setData(model->index(1, 1), QStringLiteral("  Second Light  ")));
-    // One turn ends the edit's undo group, however long the repaint takes.
-    app->driver().runTurn();
+    const int title = TrackTableModel::section("title");
+    const int isrc = TrackTableModel::section("isrc");
+    QVERIFY(model->setData(model->index(1, title), QStringLiteral("Second Light")));
+    app->driver().runTurn(); // the edit's undo step closes with the turn, as after a keystroke
     QCOMPARE(trackAt(*app, 1).title, std::string("Second Light"));
-    QCOMPARE(model->index(1, 1).data().toString(), QStringLiteral("Second Light"));
+    QCOMPARE(model->index(1, title).data().toString(), QStringLiteral("Second Light"));
 
-    QVERIFY(model->setData(model->index(0, 3), QStringLiteral("gb-abc-26-00001")));
+    // With two tracks a valid code asks whether to number the rest; this answer keeps it to one.
+    auto question = answerNextAlert(QStringLiteral("No"));
+    QVERIFY(model->setData(model->index(0, isrc), QStringLiteral("GBABC2600001")));
+    QTRY_VERIFY(question->seen);
+    app->driver().runTurn();
+    QCOMPARE(question->text, QStringLiteral("Auto-increment ISRC?"));
     QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
-    QVERIFY(!model->setData(model->index(0, 3), QStringLiteral("not an isrc")));
+    QVERIFY(!trackAt(*app, 1).isrc);
+    auto refused = answerNextAlert(QStringLiteral("OK"));
+    QVERIFY(!model->setData(model->index(0, isrc), QStringLiteral("not an isrc")));
+    QTRY_VERIFY(refused->seen);
     QCOMPARE(trackAt(*app, 0).isrc, std::optional<std::string>("GBABC2600001"));
     app->driver().runTurn();
 
@@ -337,5 +348,7 @@ int main(int argc, char** argv) {
         return runCrashingChild(argv[2]);
     }
     AppWindowTest test;
-    return QTest::qExec(&test, argc, argv);
+    LoudnessWindowTest loudness;
+    const int failed = QTest::qExec(&test, argc, argv);
+    return failed + QTest::qExec(&loudness, argc, argv);
 }

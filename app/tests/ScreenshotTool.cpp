@@ -1,12 +1,14 @@
 // orvane_screenshots PROJECT OUTDIR: opens a project in the desktop and writes PNGs of the main
-// window, the inspector, the help viewer, the PQ sheet panel, the client preview and batch delivery
-// panels and the DDP export's progress window, answering each dialog itself. A developer's tool for
-// looking at the windows; never installed.
+// window, the inspector, the table with loudness figures, a take's tone comparison, the mastering
+// report panel, the help viewer, the PQ sheet panel, the client preview and batch delivery panels and
+// the DDP export's progress window, answering each dialog itself. A developer's tool for looking at
+// the windows; never installed.
 
 #include "app/DeliveryCommands.h"
 #include "app/InspectorPanel.h"
 #include "app/MainWindow.h"
 #include "app/OrvaneApp.h"
+#include "app/SpectralDifferenceView.h"
 #include "app/Theme.h"
 
 #include <QAbstractButton>
@@ -15,10 +17,15 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMessageBox>
 #include <QPainter>
+#include <QPlainTextEdit>
 #include <QPointer>
+#include <QProgressDialog>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTimer>
 #include <cstdio>
@@ -64,6 +71,54 @@ void watchModals(const std::function<void(QWidget*)>& handle) {
         }
     });
     timer->start(50);
+}
+
+// Calls `then` once `done` holds, polling the event loop.
+void whenReady(const std::function<bool()>& done, const std::function<void()>& then) {
+    auto* timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, done, then] {
+        if (done()) {
+            timer->stop();
+            timer->deleteLater();
+            then();
+        }
+    });
+    timer->start(100);
+}
+
+// The disc measured from the menu (its summary alert is pictured by the modal watcher), the table
+// with its figures, a take of track 2 compared with its master, and the mastering report panel.
+void loudnessShots(OrvaneApp& app, std::function<void()> then) {
+    MainWindow& window = app.window();
+    app.analyzeLoudness();
+    whenReady([&app] { return !app.loudness().isRunning() && QApplication::activeModalWidget() == nullptr; },
+              [&app, &window, then] {
+                  save(window.grab().toImage(), QStringLiteral("table-loudness.png"));
+                  auto& ws = app.workspace();
+                  const auto& tracks = ws.project().tracks;
+                  if (tracks.size() < 2 || !tracks[0].audioFileURL) {
+                      then();
+                      return;
+                  }
+                  // Another master as a take of track 2, so the graph has a real difference to show.
+                  const auto trackID = tracks[1].id;
+                  ws.addVersionsToTrack({tracks[0].audioFileURL->path()}, trackID);
+                  ws.setSelectedTrackID(trackID);
+                  const auto takeID = ws.project().tracks[1].versions.front().id;
+                  ws.setExpandedTrackIDs({trackID});
+                  ws.setSelectedVersionID(takeID);
+                  ws.setInspectorTab(orvane::InspectorTab::take);
+                  whenReady([&window] { return window.inspector().differenceView().hasCurve(); },
+                            [&app, &window, then] {
+                                QTimer::singleShot(300, &app, [&app, &window, then] {
+                                    save(window.grab().toImage(), QStringLiteral("main-window-take.png"));
+                                    save(window.inspector().grab().toImage(),
+                                         QStringLiteral("inspector-take-difference.png"));
+                                    app.showMasteringReport();
+                                    then();
+                                });
+                            });
+              });
 }
 
 } // namespace
@@ -135,6 +190,34 @@ int main(int argc, char** argv) {
             });
             return;
         }
+        if (modal->objectName() == QStringLiteral("masteringReportPanel")) {
+            if (auto* name = modal->findChild<QLineEdit*>(QStringLiteral("studioName"));
+                name && name->text().isEmpty()) {
+                name->setText(QStringLiteral("Northlight Mastering"));
+            }
+            if (auto* contact = modal->findChild<QPlainTextEdit*>(QStringLiteral("studioContact"));
+                contact && contact->toPlainText().isEmpty()) {
+                contact->setPlainText(
+                    QStringLiteral("12 Harbour Lane \u00b7 Bristol \u00b7 northlight.example"));
+            }
+            if (auto* client = modal->findChild<QLineEdit*>(QStringLiteral("client"))) {
+                client->setText(QStringLiteral("Tidewater Records"));
+            }
+            QTimer::singleShot(900, modal, [&window, modal] {
+                save(modal->grab().toImage(), QStringLiteral("mastering-report.png"));
+                save(composite(&window, modal), QStringLiteral("mastering-report-over-window.png"));
+                static_cast<QDialog*>(modal)->accept();
+            });
+            return;
+        }
+        if (auto* box = qobject_cast<QMessageBox*>(modal);
+            box && box->text() == "Loudness Analysis Complete") {
+            QTimer::singleShot(200, box, [&window, box] {
+                save(composite(&window, box), QStringLiteral("loudness-summary.png"));
+                box->buttons().front()->click();
+            });
+            return;
+        }
         if (auto* box = qobject_cast<QMessageBox*>(modal)) {
             QTimer::singleShot(200, box, [&window, box] {
                 save(composite(&window, box), QStringLiteral("export-result.png"));
@@ -158,20 +241,22 @@ int main(int argc, char** argv) {
         QTimer::singleShot(400, &app, [&] {
             save(window.grab().toImage(), QStringLiteral("main-window-selected.png"));
             save(window.inspector().grab().toImage(), QStringLiteral("inspector.png"));
-            app.showHelp();
-            QTimer::singleShot(250, &app, [] {
-                for (QWidget* widget : QApplication::topLevelWidgets()) {
-                    if (widget->objectName() == QStringLiteral("helpViewer")) {
-                        save(widget->grab().toImage(), QStringLiteral("help.png"));
-                        widget->hide();
+            loudnessShots(app, [&app] {
+                app.showHelp();
+                QTimer::singleShot(250, &app, [&app] {
+                    for (QWidget* widget : QApplication::topLevelWidgets()) {
+                        if (widget->objectName() == QStringLiteral("helpViewer")) {
+                            save(widget->grab().toImage(), QStringLiteral("help.png"));
+                            widget->hide();
+                        }
                     }
-                }
+                    app.showPQSheet();
+                    DeliveryCommands::exportPreview(app, orvane::PreviewFormat::quality);
+                    DeliveryCommands::batchDelivery(app);
+                    app.exportDDP();
+                    QApplication::quit();
+                });
             });
-            app.showPQSheet();
-            DeliveryCommands::exportPreview(app, orvane::PreviewFormat::quality);
-            DeliveryCommands::batchDelivery(app);
-            app.exportDDP();
-            QApplication::quit();
         });
     });
     return QApplication::exec();
