@@ -54,8 +54,13 @@ void WorkspaceState::updateActiveTrack(std::size_t index, const std::filesystem:
     if (const auto samples = SourceFile::discSamples(file)) {
         track.sourceAudioSamples = *samples;
     }
+    const bool newFile = project_.tracks[index].audioFileURL != track.audioFileURL;
     const CDTrack installed = track;
     setProject(std::move(edited));
+    // The figure measured the file that left; showing it beside the new one would mislead.
+    if (newFile && hooks.forgetLoudness) {
+        hooks.forgetLoudness(installed.id);
+    }
     if (hooks.generateTrackPeaks) {
         hooks.generateTrackPeaks(installed);
     }

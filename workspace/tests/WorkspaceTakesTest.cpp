@@ -138,7 +138,15 @@ TEST_F(WorkspaceTakes, deletingAndReplacingTakes) {
     EXPECT_FALSE(t().versions[0].loudness.has_value());
     EXPECT_EQ(forgotten, std::vector<Uuid>{last.id});
 
+    // A new active file drops the track's figure too, whichever way it arrives.
+    forgotten.clear();
+    ws->replaceActiveTrackFile(trackID(), file(5));
+    ws->addVersionsToTrack({file(6)}, trackID());
+    EXPECT_EQ(forgotten, (std::vector<Uuid>{trackID(), trackID()}));
+
     ws->removeVersion(trackID(), last.id);
+    ASSERT_EQ(t().versions.size(), 1u);
+    ws->removeVersion(trackID(), t().versions[0].id);
     EXPECT_TRUE(t().versions.empty());
     const CDProject none = ws->project();
     ws->deleteActiveTake(trackID()); // no stack: nothing
