@@ -1,5 +1,6 @@
 #include "app/tests/AppTestSupport.h"
 
+#include "app/MainWindow.h"
 #include "model/CDTrack.h"
 #include "model/FileURL.h"
 #include "workspace/ProjectStore.h"
@@ -7,6 +8,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
+#include <QTest>
 #include <QTimer>
 #include <cmath>
 #include <cstdint>
@@ -108,6 +110,25 @@ std::shared_ptr<SeenAlert> answerNextAlert(const QString& button) {
     });
     timer->start();
     return seen;
+}
+
+AppOptions headless(std::shared_ptr<MainLoopClock> clock) {
+    AppOptions options;
+    options.offlineAudio = true;
+    options.clock = std::move(clock);
+    return options;
+}
+
+std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document,
+                                     std::shared_ptr<MainLoopClock> clock) {
+    auto app = std::make_unique<OrvaneApp>(headless(std::move(clock)));
+    app->openDocuments({document});
+    app->showWindow();
+    if (!QTest::qWaitForWindowExposed(&app->window())) {
+        return nullptr;
+    }
+    QTest::qWait(0);
+    return app;
 }
 
 } // namespace orvane::app::testing

@@ -2,6 +2,7 @@
 // What the desktop's tests share: private XDG folders, synthesised WAV files, hand-built project
 // documents and a hand on the next modal message box. Tests only.
 
+#include "app/OrvaneApp.h"
 #include "model/CDProject.h"
 
 #include <QString>
@@ -30,6 +31,14 @@ void writeSineWav(const std::filesystem::path& file, double seconds, double hz);
 
 // A saved document with `count` tracks of `seconds` each, over WAV files in `folder`.
 std::filesystem::path writeProject(const std::filesystem::path& folder, int count, double seconds);
+
+// Options for a test's program: the offline audio device, and the given clock (nothing: steady).
+AppOptions headless(std::shared_ptr<MainLoopClock> clock = nullptr);
+
+// Opens `document` as the file manager would and waits until the window shows it; null if the
+// window never appears.
+std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document,
+                                     std::shared_ptr<MainLoopClock> clock = nullptr);
 
 // What a message box said and the button pressed on it.
 struct SeenAlert {

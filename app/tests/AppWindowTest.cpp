@@ -31,26 +31,6 @@ using namespace orvane::app::testing;
 
 namespace {
 
-AppOptions headless(std::shared_ptr<MainLoopClock> clock = nullptr) {
-    AppOptions options;
-    options.offlineAudio = true;
-    options.clock = std::move(clock);
-    return options;
-}
-
-// Opens `document` as the file manager would and waits until the window shows it.
-std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document,
-                                     std::shared_ptr<MainLoopClock> clock = nullptr) {
-    auto app = std::make_unique<OrvaneApp>(headless(std::move(clock)));
-    app->openDocuments({document});
-    app->showWindow();
-    if (!QTest::qWaitForWindowExposed(&app->window())) {
-        return nullptr;
-    }
-    QTest::qWait(0);
-    return app;
-}
-
 // Drags with the left button from one point to another on the widget, in a few steps, and lets the
 // event loop go idle afterwards so the gesture ends its turn.
 void drag(QWidget* widget, QPointF from, QPointF to) {

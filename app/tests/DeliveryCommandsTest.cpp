@@ -44,21 +44,6 @@ namespace {
 // The SRC cache of the running test, so that each test converts afresh and the user's cache stays out.
 std::unique_ptr<QTemporaryDir> srcCache;
 
-std::unique_ptr<OrvaneApp> startWith(const fs::path& document) {
-    AppOptions options;
-    options.offlineAudio = true;
-    auto app = std::make_unique<OrvaneApp>(options);
-    app->openDocuments({document});
-    app->showWindow();
-    if (!QTest::qWaitForWindowExposed(&app->window())) {
-        return nullptr;
-    }
-    if (!QTest::qWaitFor([&] { return !app->workspace().project().tracks.empty(); })) {
-        return nullptr;
-    }
-    return app;
-}
-
 std::string bytesOf(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -38,19 +38,6 @@ using namespace orvane::app::testing;
 
 namespace {
 
-std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document) {
-    AppOptions options;
-    options.offlineAudio = true;
-    auto app = std::make_unique<OrvaneApp>(options);
-    app->openDocuments({document});
-    app->showWindow();
-    if (!QTest::qWaitForWindowExposed(&app->window())) {
-        return nullptr;
-    }
-    QTest::qWait(0);
-    return app;
-}
-
 QString cell(OrvaneApp& app, int row, std::string_view column) {
     QAbstractItemModel* model = app.window().trackTable().model();
     return model->index(row, TrackTableModel::section(column)).data().toString();
