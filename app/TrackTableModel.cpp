@@ -1,15 +1,28 @@
 #include "app/TrackTableModel.h"
 
 #include "app/Theme.h"
+#include "engines/SRCPreset.h"
 
 #include <QBrush>
 #include <QDateTime>
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QFont>
 #include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPixmap>
+#include <QPushButton>
 #include <QTableView>
 #include <QTimer>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <algorithm>
 #include <cstdlib>
 
 namespace orvane::app {
@@ -55,11 +68,94 @@ std::string measurementCell(const std::optional<TrackLoudness>& figures, std::st
     return measurementText(figures->lra);
 }
 
+const QString reorderType =
+    QString::fromUtf8(reorderPasteboardType.data(), static_cast<qsizetype>(reorderPasteboardType.size()));
+
+// The source file of a track or take row.
+std::optional<std::filesystem::path> rowFile(const SpreadsheetRow& row) {
+    if (const auto* t = std::get_if<TrackRow>(&row); t && t->track.audioFileURL) {
+        return t->track.audioFileURL->path();
+    }
+    if (const auto* v = std::get_if<VersionRow>(&row)) {
+        return v->version.url.path();
+    }
+    return std::nullopt;
+}
+
+std::optional<Uuid> rowSourceID(const SpreadsheetRow& row) {
+    if (const auto* t = std::get_if<TrackRow>(&row)) {
+        return t->track.id;
+    }
+    if (const auto* v = std::get_if<VersionRow>(&row)) {
+        return v->version.id;
+    }
+    return std::nullopt;
+}
+
+QColor markColour(SRCMark::Look look) {
+    switch (look) {
+    case SRCMark::Look::red:
+        return Theme::playhead;
+    case SRCMark::Look::amber:
+        return Theme::selection;
+    case SRCMark::Look::green:
+        return Theme::waveform;
+    case SRCMark::Look::hidden:
+        break;
+    }
+    return {};
+}
+
+// A round mark in the cell; a dim ring stands for the faint beat of a pulsing one.
+QPixmap markPixmap(const QColor& colour, bool faint) {
+    QPixmap pixmap(12, 12);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor fill = colour;
+    if (faint) {
+        fill.setAlphaF(0.35f);
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawEllipse(QRectF(1.5, 1.5, 9.0, 9.0));
+    return pixmap;
+}
+
+QString flagTitle(const char* name, FlagState state) {
+    return state == FlagState::mixed ? QStringLiteral("%1 (mixed)").arg(QLatin1String(name))
+                                     : QString::fromLatin1(name);
+}
+
+// The small panel of a bulk CD-Text edit: the question, one field, "Apply" and "Cancel".
+std::optional<QString> askInPanel(const QString& title, const QString& prompt) {
+    QDialog dialog;
+    dialog.setWindowTitle(title);
+    auto* layout = new QVBoxLayout(&dialog);
+    auto* label = new QLabel(prompt);
+    label->setWordWrap(true);
+    auto* field = new QLineEdit;
+    auto* buttons = new QDialogButtonBox;
+    buttons->addButton(QStringLiteral("Apply"), QDialogButtonBox::AcceptRole)->setDefault(true);
+    buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    layout->addWidget(label);
+    layout->addWidget(field);
+    layout->addWidget(buttons);
+    dialog.setMinimumWidth(360);
+    if (dialog.exec() != QDialog::Accepted) {
+        return std::nullopt;
+    }
+    return field->text();
+}
+
 } // namespace
 
 TrackTableModel::TrackTableModel(WorkspaceState& workspace, LoudnessCommands& loudness, PanelHost& alerts,
                                  QObject* parent)
-    : QAbstractTableModel(parent), workspace_(workspace), loudness_(loudness), alerts_(alerts) {
+    : QAbstractTableModel(parent), askText(askInPanel), workspace_(workspace), loudness_(loudness),
+      alerts_(alerts) {
     rows_ = computeRows(workspace_.project(), workspace_.expandedTrackIDs(), workspace_.vinylMode());
     lastFingerprint_ = TableCellFingerprint::of(workspace_);
     subscription_ = workspace_.subscribe([this](WorkspaceProperty property) {
@@ -84,6 +180,16 @@ TrackTableModel::TrackTableModel(WorkspaceState& workspace, LoudnessCommands& lo
         }
     });
     // Figures arrive one by one during a run; only their three columns change.
+    pulse_ = new QTimer(this);
+    pulse_->setInterval(500);
+    connect(pulse_, &QTimer::timeout, this, [this] {
+        pulseBright_ = !pulseBright_;
+        if (!rows_.empty()) {
+            emit dataChanged(index(0, section("src")),
+                             index(static_cast<int>(rows_.size()) - 1, section("src")), {Qt::DecorationRole});
+        }
+    });
+    updatePulse();
     loudnessListener_ = loudness_.subscribe([this] {
         if (!rows_.empty()) {
             emit dataChanged(index(0, section("lufs")),
@@ -124,8 +230,22 @@ void TrackTableModel::rebuild() {
     } else {
         return;
     }
+    updatePulse();
     if (view_ != nullptr) {
         selectWorkspaceRow(*view_);
+    }
+}
+
+void TrackTableModel::updatePulse() {
+    const auto& states = workspace_.srcCacheState();
+    const bool rendering = std::any_of(states.begin(), states.end(), [](const auto& entry) {
+        return entry.second == SRCCacheState::rendering;
+    });
+    if (rendering && !pulse_->isActive()) {
+        pulse_->start();
+    } else if (!rendering && pulse_->isActive()) {
+        pulse_->stop();
+        pulseBright_ = true;
     }
 }
 
@@ -180,6 +300,9 @@ std::string TrackTableModel::cellText(const SpreadsheetRow& row, std::string_vie
         if (column == "format") {
             return formats_.sourceFormat(version->version.url.path()).label;
         }
+        if (column == "src") {
+            return srcText(row);
+        }
         return "";
     }
     const auto& track = std::get<TrackRow>(row);
@@ -201,15 +324,44 @@ std::string TrackTableModel::cellText(const SpreadsheetRow& row, std::string_vie
         if (column == "format") {
             return format.label;
         }
-        return format.needsSRC ? t.srcAlgorithm.value_or(workspace_.srcDisplayValue()) : "\u2014";
+        return srcText(row);
     }
     if (column == "dither") {
         return t.ditherEnabled ? "On" : "Off";
     }
     if (column == "lp") {
-        return "";
+        return lpText(workspace_.project(), t.id);
     }
     return trackCellText(t, track.trackIndex, positionOf(t.id), column);
+}
+
+std::string TrackTableModel::srcText(const SpreadsheetRow& row) const {
+    const auto file = rowFile(row);
+    const auto popup = srcPopup(row, workspace_.project());
+    if (!file || !popup) {
+        return "";
+    }
+    if (!formats_.sourceFormat(*file).needsSRC) {
+        return "\u2014"; // already at the disc's rate
+    }
+    std::string text = popup->algorithm;
+    if (!isLinearOnly(popup->algorithm)) {
+        text += " \u00b7 " + popup->phase;
+    }
+    // The arrow says the cell opens a pop-up; in locked mode it doesn't.
+    return popup->enabled ? text + "  \u25be" : text;
+}
+
+SRCMark TrackTableModel::rowMark(const SpreadsheetRow& row) const {
+    const auto file = rowFile(row);
+    const auto id = rowSourceID(row);
+    if (!file || !id) {
+        return {};
+    }
+    const auto& states = workspace_.srcCacheState();
+    const auto found = states.find(*id);
+    return srcMark(formats_.sourceFormat(*file).needsSRC,
+                   found == states.end() ? std::nullopt : std::optional<SRCCacheState>(found->second));
 }
 
 QVariant TrackTableModel::data(const QModelIndex& index, int role) const {
@@ -239,8 +391,9 @@ QVariant TrackTableModel::data(const QModelIndex& index, int role) const {
         return {};
     }
     case Qt::ForegroundRole: {
-        if (std::holds_alternative<VersionRow>(row)) {
-            return QBrush(Theme::dimText);
+        if (std::holds_alternative<VersionRow>(row) ||
+            ((column == "src" || column == "dither") && !workspace_.srcIsHybrid())) {
+            return QBrush(Theme::dimText); // the per-track choices wait for the hybrid mode
         }
         const auto* track = std::get_if<TrackRow>(&row);
         if (track && column == "isrc" && track->track.isrc && !track->track.isrc->empty() &&
@@ -256,17 +409,18 @@ QVariant TrackTableModel::data(const QModelIndex& index, int role) const {
         return {};
     }
     case Qt::ToolTipRole:
-        if (const auto* track = std::get_if<TrackRow>(&row);
-            track && column == "src" && track->track.audioFileURL) {
-            const auto mark = srcMark(formats_.sourceFormat(track->track.audioFileURL->path()).needsSRC,
-                                      [&]() -> std::optional<SRCCacheState> {
-                                          const auto found = workspace_.srcCacheState().find(track->track.id);
-                                          if (found == workspace_.srcCacheState().end()) {
-                                              return std::nullopt;
-                                          }
-                                          return found->second;
-                                      }());
+        if (column == "src") {
+            const auto mark = rowMark(row);
             return mark.tooltip.empty() ? QVariant() : QVariant(QString::fromStdString(mark.tooltip));
+        }
+        return {};
+    case Qt::DecorationRole:
+        if (column == "src") {
+            const auto mark = rowMark(row);
+            if (mark.look == SRCMark::Look::hidden) {
+                return {};
+            }
+            return markPixmap(markColour(mark.look), mark.pulsing && !pulseBright_);
         }
         return {};
     default:
@@ -299,6 +453,9 @@ Qt::ItemFlags TrackTableModel::flags(const QModelIndex& index) const {
         return result;
     }
     const SpreadsheetRow& row = rows_[static_cast<std::size_t>(index.row())];
+    if (std::holds_alternative<TrackRow>(row) && !workspace_.vinylMode()) {
+        result |= Qt::ItemIsDragEnabled;
+    }
     std::optional<std::int64_t> vinylGap;
     if (const auto* track = std::get_if<TrackRow>(&row); track && workspace_.vinylMode()) {
         if (const auto shown = workspace_.displayProject().indexOfTrack(track->track.id)) {
@@ -367,6 +524,13 @@ void TrackTableModel::attachView(QTableView& view) {
     view.horizontalHeader()->setSectionsMovable(true);
     view.horizontalHeader()->setStretchLastSection(true);
     view.setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
+    view.setDragEnabled(true);
+    view.setAcceptDrops(true);
+    view.setDropIndicatorShown(true);
+    view.setDragDropOverwriteMode(false);
+    view.setDragDropMode(QAbstractItemView::DragDrop);
+    view.setDefaultDropAction(Qt::MoveAction);
+    view.viewport()->installEventFilter(this);
     for (std::size_t i = 0; i < columns().size(); ++i) {
         view.setColumnWidth(static_cast<int>(i), static_cast<int>(columns()[i].width));
     }
@@ -394,7 +558,11 @@ void TrackTableModel::attachView(QTableView& view) {
         handleRowClick(workspace_, rows_, selected, clicked);
     });
     // The chevron in the number column opens and closes a track's takes.
-    connect(&view, &QTableView::clicked, this, [this](const QModelIndex& index) {
+    connect(&view, &QTableView::clicked, this, [this, &view](const QModelIndex& index) {
+        if (columnID(index.column()) == "src") {
+            srcCellClicked(view, index);
+            return;
+        }
         if (columnID(index.column()) != "index" || static_cast<std::size_t>(index.row()) >= rows_.size()) {
             return;
         }
@@ -503,54 +671,251 @@ void TrackTableModel::showRowMenu(QTableView& view, const QPoint& at) {
     if (rowUnder < 0 || static_cast<std::size_t>(rowUnder) >= rows_.size()) {
         return;
     }
-    const auto selected = selectedRows(view);
+    const auto menu = buildRowMenu(selectedRows(view), static_cast<std::size_t>(rowUnder));
+    if (menu && !menu->isEmpty()) {
+        menu->exec(view.viewport()->mapToGlobal(at));
+    }
+}
+
+std::unique_ptr<QMenu> TrackTableModel::buildRowMenu(const std::vector<std::size_t>& selected,
+                                                     std::size_t rowUnder) {
+    if (rowUnder >= rows_.size()) {
+        return nullptr;
+    }
+    auto menu = std::make_unique<QMenu>();
     const bool multi =
-        selected.size() >= 2 &&
-        std::find(selected.begin(), selected.end(), static_cast<std::size_t>(rowUnder)) != selected.end();
-    const SpreadsheetRow row = rows_[static_cast<std::size_t>(rowUnder)];
-    QMenu menu;
+        selected.size() >= 2 && std::find(selected.begin(), selected.end(), rowUnder) != selected.end();
+    const SpreadsheetRow row = rows_[rowUnder];
     const QString analyze = QStringLiteral("Analyze Loudness (R128)");
     if (multi) {
         const auto ids = selectedTrackIDsForBulk(rows_, selected);
-        menu.addAction(analyze, this, [this, ids] { loudness_.analyzeTracks(ids); });
-    } else {
-        const std::string srcMode = workspace_.srcDisplayValue();
-        for (const MenuItem& item : contextMenu(row, srcMode == "Hybrid", workspace_.vinylMode(), {})) {
-            if (item.title.empty()) {
-                menu.addSeparator();
-            } else if (item.title == "Delete") {
-                menu.addAction(QStringLiteral("Delete"), this, [this, row] {
-                    const auto question = deleteQuestion({row}, {0});
-                    if (!question) {
-                        return;
-                    }
-                    const std::string yes =
-                        question->confirmButton.empty() ? "Delete" : question->confirmButton;
-                    const std::size_t chosen =
-                        alerts_.showAlert(AlertRequest{question->title.empty() ? "Delete" : question->title,
-                                                       question->text,
-                                                       {yes, "Cancel"},
-                                                       AlertStyle::warning});
-                    answer(workspace_, *question, chosen == 0);
-                });
-            } else if (item.title == "Replace\u2026") {
-                menu.addAction(QString::fromStdString(item.title), this,
-                               [this, row] { replaceRowFile(row); });
-            } else if (item.title == "Analyze Loudness (R128)") {
-                if (const auto* track = std::get_if<TrackRow>(&row)) {
-                    menu.addAction(analyze, this,
-                                   [this, id = track->track.id] { loudness_.analyzeTracks({id}); });
-                } else if (const auto* version = std::get_if<VersionRow>(&row)) {
-                    menu.addAction(analyze, this, [this, t = version->track.id, v = version->version.id] {
-                        loudness_.analyzeVersion(t, v);
-                    });
+        if (!ids.empty()) {
+            addBulkActions(*menu, ids);
+            menu->addSeparator();
+        }
+        menu->addAction(analyze, this, [this, ids] { loudness_.analyzeTracks(ids); });
+        return menu;
+    }
+    for (const MenuItem& item : contextMenu(row, workspace_.srcIsHybrid(), workspace_.vinylMode(), {})) {
+        if (item.title.empty()) {
+            menu->addSeparator();
+        } else if (item.title == "Delete") {
+            menu->addAction(QStringLiteral("Delete"), this, [this, row] {
+                const auto question = deleteQuestion({row}, {0});
+                if (!question) {
+                    return;
                 }
+                const std::string yes = question->confirmButton.empty() ? "Delete" : question->confirmButton;
+                const std::size_t chosen =
+                    alerts_.showAlert(AlertRequest{question->title.empty() ? "Delete" : question->title,
+                                                   question->text,
+                                                   {yes, "Cancel"},
+                                                   AlertStyle::warning});
+                answer(workspace_, *question, chosen == 0);
+            });
+        } else if (item.title == "Replace\u2026") {
+            menu->addAction(QString::fromStdString(item.title), this, [this, row] { replaceRowFile(row); });
+        } else if (item.title == "Analyze Loudness (R128)") {
+            if (const auto* track = std::get_if<TrackRow>(&row)) {
+                menu->addAction(analyze, this,
+                                [this, id = track->track.id] { loudness_.analyzeTracks({id}); });
+            } else if (const auto* version = std::get_if<VersionRow>(&row)) {
+                menu->addAction(analyze, this, [this, t = version->track.id, v = version->version.id] {
+                    loudness_.analyzeVersion(t, v);
+                });
             }
+        } else if (item.title == "SRC Phase") {
+            addPhaseMenu(*menu, row);
         }
     }
-    if (!menu.isEmpty()) {
-        menu.exec(view.viewport()->mapToGlobal(at));
+    return menu;
+}
+
+void TrackTableModel::addBulkActions(QMenu& menu, const std::vector<Uuid>& ids) {
+    const BulkMenu bulk = multiSelectionMenu(workspace_.project(), ids);
+    for (std::size_t i = 0; i < bulk.fieldTitles.size() && i < bulkFields.size(); ++i) {
+        const std::string field(bulkFields[i]);
+        menu.addAction(QString::fromStdString(bulk.fieldTitles[i]), this, [this, field, ids] {
+            const std::string title = multiFieldMenuTitle(field, ids.size());
+            const auto value = askText(QString::fromStdString(title.substr(0, title.find("\u2026"))),
+                                       QString::fromStdString(multiFieldPrompt(field)));
+            if (value) {
+                multiSetCDTextField(workspace_, field, ids, value->trimmed().toStdString());
+            }
+        });
     }
+    menu.addSeparator();
+    QAction* emphasis = menu.addAction(flagTitle("Pre-emphasis", bulk.preEmphasis), this,
+                                       [this, ids] { multiTogglePreEmphasis(workspace_, ids); });
+    emphasis->setCheckable(true);
+    emphasis->setChecked(bulk.preEmphasis == FlagState::on);
+    QAction* copy = menu.addAction(flagTitle("Copy Permitted", bulk.copyPermitted), this,
+                                   [this, ids] { multiToggleCopyPermitted(workspace_, ids); });
+    copy->setCheckable(true);
+    copy->setChecked(bulk.copyPermitted == FlagState::on);
+}
+
+void TrackTableModel::addPhaseMenu(QMenu& menu, const SpreadsheetRow& row) {
+    const auto popup = srcPopup(row, workspace_.project());
+    if (!popup) {
+        return;
+    }
+    QMenu* phases = menu.addMenu(QStringLiteral("SRC Phase"));
+    phases->setEnabled(popup->phaseEnabled);
+    for (const std::string& phase : popup->phases) {
+        QAction* action = phases->addAction(QString::fromStdString(phase), this,
+                                            [this, row, phase] { chooseSRCPhase(workspace_, row, phase); });
+        action->setCheckable(true);
+        action->setChecked(phase == popup->phase);
+    }
+}
+
+std::unique_ptr<QMenu> TrackTableModel::buildSRCMenu(std::size_t rowIndex) {
+    if (rowIndex >= rows_.size()) {
+        return nullptr;
+    }
+    const SpreadsheetRow row = rows_[rowIndex];
+    const auto popup = srcPopup(row, workspace_.project());
+    if (!popup) {
+        return nullptr;
+    }
+    auto menu = std::make_unique<QMenu>();
+    menu->setEnabled(popup->enabled);
+    for (const std::string& algorithm : popup->algorithms) {
+        QAction* action = menu->addAction(QString::fromStdString(algorithm), this, [this, row, algorithm] {
+            chooseSRCAlgorithm(workspace_, row, algorithm);
+        });
+        action->setCheckable(true);
+        action->setChecked(algorithm == popup->algorithm);
+        action->setEnabled(popup->enabled);
+    }
+    menu->addSeparator();
+    addPhaseMenu(*menu, row);
+    return menu;
+}
+
+void TrackTableModel::srcCellClicked(QTableView& view, const QModelIndex& index) {
+    const auto at = static_cast<std::size_t>(index.row());
+    if (at >= rows_.size()) {
+        return;
+    }
+    // The mark sits at the cell's left; a red one there builds the row's converted file.
+    const QRect cell = view.visualRect(index);
+    const SRCMark mark = rowMark(rows_[at]);
+    if (mark.clickBuilds && lastPress_.x() < cell.left() + 22) {
+        buildRowSRCCache(workspace_, rows_[at]);
+        return;
+    }
+    if (!workspace_.srcIsHybrid()) {
+        return;
+    }
+    if (const auto menu = buildSRCMenu(at)) {
+        menu->exec(view.viewport()->mapToGlobal(cell.bottomLeft()));
+    }
+}
+
+bool TrackTableModel::eventFilter(QObject* watched, QEvent* event) {
+    if (view_ != nullptr && watched == view_->viewport() && event->type() == QEvent::MouseButtonPress) {
+        lastPress_ = static_cast<QMouseEvent*>(event)->position().toPoint();
+    }
+    return QAbstractTableModel::eventFilter(watched, event);
+}
+
+QStringList TrackTableModel::mimeTypes() const {
+    return {reorderType, QStringLiteral("text/uri-list")};
+}
+
+QMimeData* TrackTableModel::mimeData(const QModelIndexList& indexes) const {
+    std::vector<std::size_t> picked;
+    for (const QModelIndex& index : indexes) {
+        if (index.isValid()) {
+            picked.push_back(static_cast<std::size_t>(index.row()));
+        }
+    }
+    const auto rows = draggableRows(rows_, picked);
+    if (rows.empty()) {
+        return nullptr;
+    }
+    QStringList numbers;
+    for (std::size_t r : rows) {
+        numbers << QString::number(r);
+    }
+    auto* data = new QMimeData;
+    data->setData(reorderType, numbers.join(QLatin1Char(',')).toUtf8());
+    return data;
+}
+
+Qt::DropActions TrackTableModel::supportedDropActions() const {
+    return Qt::MoveAction | Qt::CopyAction;
+}
+
+Qt::DropActions TrackTableModel::supportedDragActions() const {
+    return Qt::MoveAction;
+}
+
+namespace {
+
+// The rows a drag carries, as written by mimeData(); rows past the table's end are dropped.
+std::vector<std::size_t> draggedRows(const QMimeData& data, std::size_t rowCount) {
+    std::vector<std::size_t> rows;
+    for (const QByteArray& part : data.data(reorderType).split(',')) {
+        bool ok = false;
+        const qulonglong r = part.toULongLong(&ok);
+        if (ok && r < rowCount) {
+            rows.push_back(static_cast<std::size_t>(r));
+        }
+    }
+    return rows;
+}
+
+std::vector<std::filesystem::path> droppedFiles(const QMimeData& data) {
+    std::vector<std::filesystem::path> files;
+    for (const QUrl& url : data.urls()) {
+        if (url.isLocalFile()) {
+            files.emplace_back(url.toLocalFile().toStdString());
+        }
+    }
+    return files;
+}
+
+// Qt's drop place: between rows gives `row`; on a row means before it; past the end is the end.
+std::size_t dropRowOf(int row, const QModelIndex& parent, std::size_t rowCount) {
+    if (row >= 0) {
+        return std::min(static_cast<std::size_t>(row), rowCount);
+    }
+    return parent.isValid() ? static_cast<std::size_t>(parent.row()) : rowCount;
+}
+
+} // namespace
+
+bool TrackTableModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int row, int,
+                                      const QModelIndex& parent) const {
+    if (data == nullptr || workspace_.vinylMode()) {
+        return false;
+    }
+    const std::size_t at = dropRowOf(row, parent, rows_.size());
+    if (data->hasFormat(reorderType)) {
+        return validateDrop(rows_, draggedRows(*data, rows_.size()), at);
+    }
+    return !droppedFiles(*data).empty() &&
+           fileDropIndex(rows_, at, workspace_.project().tracks.size()).has_value();
+}
+
+bool TrackTableModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                                   const QModelIndex& parent) {
+    if (!canDropMimeData(data, action, row, column, parent)) {
+        return false;
+    }
+    const std::size_t at = dropRowOf(row, parent, rows_.size());
+    // The rows are copied: the workspace's change rebuilds rows_ while the drop runs.
+    const auto rows = rows_;
+    if (data->hasFormat(reorderType)) {
+        acceptDrop(workspace_, rows, draggedRows(*data, rows.size()), at);
+    } else {
+        acceptFileDrop(workspace_, rows, droppedFiles(*data), at);
+    }
+    // removeRows() stays the base's no-op, so the view's clean-up after a move takes nothing away.
+    return true;
 }
 
 } // namespace orvane::app

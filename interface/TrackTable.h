@@ -185,6 +185,64 @@ std::string multiFieldPrompt(std::string_view field);
 bool acceptDrop(WorkspaceState& ws, const std::vector<SpreadsheetRow>& rows,
                 const std::vector<std::size_t>& dragged, std::size_t dropRow);
 
+// The selected rows a drag carries: only track rows move, takes stay under their track.
+std::vector<std::size_t> draggableRows(const std::vector<SpreadsheetRow>& rows,
+                                       const std::vector<std::size_t>& selected);
+// Whether the dragged rows may land before row `dropRow` on the disc view: not between a track and
+// its open takes, and not where the running order would come out the same.
+bool validateDrop(const std::vector<SpreadsheetRow>& rows, const std::vector<std::size_t>& dragged,
+                  std::size_t dropRow);
+// Where audio files dropped before row `dropRow` enter the running order; nothing inside a track's
+// open takes.
+std::optional<std::size_t> fileDropIndex(const std::vector<SpreadsheetRow>& rows, std::size_t dropRow,
+                                         std::size_t trackCount);
+// Adds the files at that place as one undo step; false when the place refuses them.
+bool acceptFileDrop(WorkspaceState& ws, const std::vector<SpreadsheetRow>& rows,
+                    const std::vector<std::filesystem::path>& files, std::size_t dropRow);
+
+// --- Several rows ---
+// The CD-Text fields a bulk edit writes, in menu order.
+inline constexpr std::array<std::string_view, 5> bulkFields{"performer", "songwriter", "composer", "arranger",
+                                                            "message"};
+enum class FlagState { off, on, mixed };
+FlagState flagState(const std::vector<bool>& flags);
+struct BulkMenu {
+    std::vector<std::string> fieldTitles; // one for each of bulkFields
+    FlagState preEmphasis = FlagState::off;
+    FlagState copyPermitted = FlagState::off;
+    bool operator==(const BulkMenu&) const = default;
+};
+BulkMenu multiSelectionMenu(const CDProject& project, const std::vector<Uuid>& trackIDs);
+// Each one undo step; unknown IDs are passed over.
+void multiSetCDTextField(WorkspaceState& ws, std::string_view field, const std::vector<Uuid>& trackIDs,
+                         std::string_view value);
+void multiTogglePreEmphasis(WorkspaceState& ws, const std::vector<Uuid>& trackIDs);
+void multiToggleCopyPermitted(WorkspaceState& ws, const std::vector<Uuid>& trackIDs);
+
+// --- The SRC cell ---
+// The pop-up of a track or take row: the converters with the row's own (or the disc's) choice, and
+// the phases; usable only in hybrid mode, the phase only for a converter that offers one.
+struct SRCPopup {
+    bool enabled = false;
+    std::vector<std::string> algorithms;
+    std::string algorithm;
+    std::vector<std::string> phases;
+    std::string phase;
+    bool phaseEnabled = false;
+    bool operator==(const SRCPopup&) const = default;
+};
+std::optional<SRCPopup> srcPopup(const SpreadsheetRow& row, const CDProject& project);
+// The choices write the row's track or take; false when the pop-up is off or the value unknown.
+bool chooseSRCAlgorithm(WorkspaceState& ws, const SpreadsheetRow& row, std::string_view algorithm);
+bool chooseSRCPhase(WorkspaceState& ws, const SpreadsheetRow& row, std::string_view phase);
+// A click on a red mark: the row's converted file is built.
+void buildRowSRCCache(WorkspaceState& ws, const SpreadsheetRow& row);
+
+// --- The LP column ---
+// Where the track plays on the record: side letter and place ("A1", "B3"); "—" on no side; blank
+// without a vinyl programme.
+std::string lpText(const CDProject& project, const Uuid& trackID);
+
 // --- SRC and menus ---
 struct SRCMark {
     enum class Look { hidden, red, amber, green };
