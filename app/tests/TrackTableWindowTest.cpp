@@ -25,19 +25,6 @@ using namespace orvane::app::testing;
 
 namespace {
 
-std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document) {
-    AppOptions options;
-    options.offlineAudio = true;
-    auto app = std::make_unique<OrvaneApp>(options);
-    app->openDocuments({document});
-    app->showWindow();
-    if (!QTest::qWaitForWindowExposed(&app->window())) {
-        return nullptr;
-    }
-    QTest::qWait(0);
-    return app;
-}
-
 TrackTableModel& tableModel(OrvaneApp& app) {
     return *static_cast<TrackTableModel*>(app.window().trackTable().model());
 }
