@@ -93,45 +93,51 @@ void paintGap(Context& c, const TrackPosition& position, double audioX0) {
     }
 }
 
-void paintFades(Context& c, const CDTrack& shown, double x0, double x1) {
-    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, c.pps);
-    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, c.pps);
-    QPainter& p = c.painter;
+// The fades' shading and curves: what only the track's shown record, place and the lane decide, so
+// that they are kept in the track's picture with its waveform.
+void paintFadeCurves(QPainter& p, const TimelineGeometry::Lane& lane, const CDTrack& shown, double pps,
+                     double x0, double x1) {
+    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, pps);
+    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, pps);
     // The part a fade takes away is shaded above its curve.
-    const auto shade = [&](Polyline curve, Point corner) {
+    const auto draw = [&](Polyline curve, Point corner) {
+        const QPolygonF line = qPolyline(curve);
         curve.push_back(corner);
         p.setRenderHint(QPainter::Antialiasing, false); // the curve drawn over it hides the edge
         p.setPen(Qt::NoPen);
         p.setBrush(QColor(0, 0, 0, 95));
         p.drawPolygon(qPolyline(curve));
         p.setRenderHint(QPainter::Antialiasing, true);
-    };
-    if (shown.fadeInSamples > 0) {
-        const Polyline curve = TimelineOverlays::fadeInCurve(x0, fadeIn, c.lane, shown.fadeInCurve);
-        shade(curve, {x0, c.lane.top});
         p.setPen(QPen(Theme::fade, 1.4));
         p.setBrush(Qt::NoBrush);
-        p.drawPolyline(qPolyline(curve));
+        p.drawPolyline(line);
+    };
+    if (shown.fadeInSamples > 0) {
+        draw(TimelineOverlays::fadeInCurve(x0, fadeIn, lane, shown.fadeInCurve), {x0, lane.top});
+    }
+    if (shown.fadeOutSamples > 0) {
+        draw(TimelineOverlays::fadeOutCurve(x1, fadeOut, lane, shown.fadeOutCurve), {x1, lane.top});
+    }
+}
+
+void paintFadeHandles(Context& c, const CDTrack& shown, double x0, double x1) {
+    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, c.pps);
+    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, c.pps);
+    QPainter& p = c.painter;
+    p.setRenderHint(QPainter::Antialiasing, true);
+    p.setPen(QPen(Theme::background, 1.0));
+    p.setBrush(qColour(TimelineOverlays::curveHandleColor));
+    if (shown.fadeInSamples > 0) {
         const QRectF handle =
             qRect(TimelineOverlays::fadeInCurveHandle(x0, fadeIn, c.lane, shown.fadeInCurve));
-        p.setPen(QPen(Theme::background, 1.0));
-        p.setBrush(qColour(TimelineOverlays::curveHandleColor));
         p.drawEllipse(handle.adjusted(1, 1, -1, -1));
     }
     if (shown.fadeOutSamples > 0) {
-        const Polyline curve = TimelineOverlays::fadeOutCurve(x1, fadeOut, c.lane, shown.fadeOutCurve);
-        shade(curve, {x1, c.lane.top});
-        p.setPen(QPen(Theme::fade, 1.4));
-        p.setBrush(Qt::NoBrush);
-        p.drawPolyline(qPolyline(curve));
         const QRectF handle =
             qRect(TimelineOverlays::fadeOutCurveHandle(x1, fadeOut, c.lane, shown.fadeOutCurve));
-        p.setPen(QPen(Theme::background, 1.0));
-        p.setBrush(qColour(TimelineOverlays::curveHandleColor));
         p.drawEllipse(handle.adjusted(1, 1, -1, -1));
     }
     // The length handles stay visible at no fade, so a fade can be pulled out of the corner.
-    p.setPen(QPen(Theme::background, 1.0));
     p.setBrush(qColour(TimelineOverlays::lengthHandleColor));
     for (const Rect& r : {TimelineOverlays::fadeInLengthHandle(x0, fadeIn),
                           TimelineOverlays::fadeOutLengthHandle(x1, fadeOut)}) {
@@ -230,18 +236,26 @@ void paintTracks(Context& c, WaveformStripCache& strips) {
         p.setBrush(Qt::NoBrush);
         p.drawRect(clip.adjusted(0.5, 0.5, -0.5, -0.5));
 
-        const auto& outlines = strips.outlines(strip, i, view, c.minX, c.maxX);
-        p.setPen(Qt::NoPen);
-        p.setBrush(selected ? colour.lighter(115) : colour);
-        p.setRenderHint(QPainter::Antialiasing, true);
-        for (const QPolygonF& outline : outlines) {
-            p.drawPolygon(outline);
+        const QColor fill = selected ? colour.lighter(115) : colour;
+        const QTransform& device = p.deviceTransform();
+        const auto fades = [&](QPainter& onto) { paintFadeCurves(onto, c.lane, t.shown, c.pps, t.x0, t.x1); };
+        if (const auto picture = strips.picture(strip, i, view, c.minX, c.maxX, fill,
+                                                QPointF(device.dx(), device.dy()), fades)) {
+            p.drawImage(picture->origin, *picture->image);
+        } else {
+            p.setPen(Qt::NoPen);
+            p.setBrush(fill);
+            p.setRenderHint(QPainter::Antialiasing, true);
+            for (const QPolygonF& outline : strips.outlines(strip, i, view, c.minX, c.maxX)) {
+                p.drawPolygon(outline);
+            }
+            if (!t.peaks) {
+                p.setPen(QPen(colour.darker(160), 1.0));
+                p.drawLine(QPointF(t.x0, clip.center().y()), QPointF(t.x1, clip.center().y()));
+            }
+            fades(p);
         }
-        if (!t.peaks) {
-            p.setPen(QPen(colour.darker(160), 1.0));
-            p.drawLine(QPointF(t.x0, clip.center().y()), QPointF(t.x1, clip.center().y()));
-        }
-        paintFades(c, t.shown, t.x0, t.x1);
+        paintFadeHandles(c, t.shown, t.x0, t.x1);
         paintEnvelope(c, t.shown, {t.x0, t.x1});
         paintTitle(c, t.shown, i, clip);
     }
