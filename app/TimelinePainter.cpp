@@ -197,6 +197,64 @@ void paintTitle(Context& c, const CDTrack& shown, std::size_t index, const QRect
     p.restore();
 }
 
+// At a close zoom a track shows its file's real samples, read around the painted span, in place of
+// its peaks. False when the zoom calls for peaks or the file gives no samples.
+bool paintSamples(Context& c, const StripTrack& t, const QColor& fill) {
+    const CDTrack& shown = t.shown;
+    if (!c.scene.samples || !t.peaks || t.peaks->size() < 2 || !shown.audioFileURL ||
+        shown.sourceAudioSamples <= 0) {
+        return false;
+    }
+    const double rate = WaveformDrawing::fileRateOfPeaks(t.peaks->size(), shown.sourceAudioSamples);
+    const double ppp = WaveformDrawing::pointsPerPixel(rate, c.pps);
+    const std::filesystem::path file = shown.audioFileURL->path();
+    const double from = std::max(c.minX, t.x0);
+    const double to = std::min(c.maxX, t.x1);
+    if (file.empty() || to <= from) {
+        return false;
+    }
+    const auto [first, last] = WaveformDrawing::visibleNativeRange(shown, rate, t.x0, c.pps, from, to);
+    const double nativeTotal =
+        static_cast<double>(shown.sourceAudioSamples) * rate / static_cast<double>(RedBook::sampleRate);
+    const SampleWindowCache::Fraction fraction{static_cast<double>(first) / nativeTotal,
+                                               static_cast<double>(last) / nativeTotal};
+    if (WaveformDrawing::choosePath(ppp) != WaveformDrawing::Path::samples) {
+        // Close to it: read ahead so that the next zoom step finds the samples ready.
+        if (WaveformDrawing::shouldPrewarmSamples(ppp)) {
+            c.scene.samples->prewarm(file, fraction);
+        }
+        return false;
+    }
+    const auto window = c.scene.samples->window(file, fraction);
+    if (!window || window->samples.empty()) {
+        return false;
+    }
+    const double width = std::max(1.0, t.x1 - t.x0);
+    const WaveformDrawing::GainTable gain =
+        WaveformDrawing::gainTable(shown, static_cast<std::size_t>(std::clamp(width, 2.0, 4096.0)));
+    const WaveformDrawing::Scaling scaling =
+        WaveformDrawing::scalingFor(shown, &gain, c.scene.viewport.amplitudeZoom);
+    const WaveformDrawing::SamplesInput in =
+        WaveformDrawing::samplesInputFor(shown, window->samples, window->nativeStart, rate, t.x0, c.pps, from,
+                                         to, c.lane.top, c.lane.height, scaling);
+    QPainter& p = c.painter;
+    p.setRenderHint(QPainter::Antialiasing, true);
+    p.setPen(Qt::NoPen);
+    p.setBrush(fill);
+    QPainterPath strip;
+    for (const Quad& quad : WaveformDrawing::samplesStrip(in)) {
+        QPolygonF corners;
+        for (const Point& corner : quad.corners) {
+            corners.append(QPointF(corner.x, corner.y));
+        }
+        strip.addPolygon(corners);
+        strip.closeSubpath();
+    }
+    strip.setFillRule(Qt::WindingFill);
+    p.drawPath(strip);
+    return true;
+}
+
 void paintTracks(Context& c, WaveformStripCache& strips) {
     const WorkspaceState& ws = c.scene.workspace;
     const TimelineCanvas& canvas = c.scene.canvas;
@@ -239,8 +297,10 @@ void paintTracks(Context& c, WaveformStripCache& strips) {
         const QColor fill = selected ? colour.lighter(115) : colour;
         const QTransform& device = p.deviceTransform();
         const auto fades = [&](QPainter& onto) { paintFadeCurves(onto, c.lane, t.shown, c.pps, t.x0, t.x1); };
-        if (const auto picture = strips.picture(strip, i, view, c.minX, c.maxX, fill,
-                                                QPointF(device.dx(), device.dy()), fades)) {
+        if (paintSamples(c, t, fill)) {
+            fades(p);
+        } else if (const auto picture = strips.picture(strip, i, view, c.minX, c.maxX, fill,
+                                                       QPointF(device.dx(), device.dy()), fades)) {
             p.drawImage(picture->origin, *picture->image);
         } else {
             p.setPen(Qt::NoPen);

@@ -384,6 +384,79 @@ void TimelineViewTest::wheelZoomKeepsTheFrameUnderThePointer() {
 
 namespace {
 
+// The height of the waveform's colour down column `x` of the lane: its pixels, green well above the
+// lane's ground.
+int waveformColumnHeight(const QImage& image, int x, const TimelineGeometry::Lane& lane) {
+    int count = 0;
+    for (int y = static_cast<int>(lane.top) + 2; y < static_cast<int>(lane.bottom) - 2; ++y) {
+        count += qGreen(image.pixel(x, y)) > 0x58 ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+// At one sample a point the track shows its file's 330 Hz tone as a thin line that rises and falls,
+// not the solid band of its peaks; zoomed out again the band returns.
+void TimelineViewTest::closeZoomDrawsTheSamplesRatherThanPeaks() {
+    PrivateHome home;
+    const auto wav = home.path() / "tone.wav";
+    writeSineWav(wav, 8.0, 330.0);
+    std::vector<CDTrack> list = tracks(1);
+    list[0].audioFileURL = FileURL::fromPath(wav);
+    Harness h(std::move(list));
+    QVERIFY(h.valid);
+    const auto& lane = h.lane();
+    const auto picture = [&] {
+        h.view->invalidateLayer();
+        QImage image(h.view->size(), QImage::Format_ARGB32_Premultiplied);
+        h.view->render(&image);
+        return image;
+    };
+    // Two seconds into the audio, at 44100 points a second.
+    h.view->setPixelsPerSecond(44100.0);
+    h.view->scrollToOrigin(h.x(h.position(0).audioStartLBA) + h.view->originX() + 2.0 * 44100.0);
+    h.settle();
+    const QImage close = picture();
+    std::vector<int> heights;
+    for (int x = 100; x < 1300; x += 7) {
+        heights.push_back(waveformColumnHeight(close, x, lane));
+    }
+    std::sort(heights.begin(), heights.end());
+    const int band = static_cast<int>(0.6 * lane.height);
+    QVERIFY2(heights.front() >= 1, "a column shows no waveform at all");
+    QVERIFY2(
+        heights[heights.size() / 2] < band / 4,
+        qPrintable(QStringLiteral("median column %1 of band %2").arg(heights[heights.size() / 2]).arg(band)));
+    // The line follows the tone: its row moves across one period (about 134 points).
+    const auto rowOf = [&](int x) {
+        for (int y = static_cast<int>(lane.top) + 2; y < static_cast<int>(lane.bottom) - 2; ++y) {
+            if (qGreen(close.pixel(x, y)) > 0x58) {
+                return y;
+            }
+        }
+        return -1;
+    };
+    int lowest = 1 << 30;
+    int highest = -1;
+    for (int x = 400; x < 534; ++x) {
+        lowest = std::min(lowest, rowOf(x));
+        highest = std::max(highest, rowOf(x));
+    }
+    QVERIFY(highest - lowest > static_cast<int>(lane.height / 4));
+
+    h.view->setPixelsPerSecond(pps);
+    h.view->scrollToOrigin(0.0);
+    h.settle();
+    const QImage far = picture();
+    const int middle = static_cast<int>(h.x(h.position(0).audioStartLBA + 4 * RedBook::framesPerSecond));
+    // The band spans the tone's swing, as tall as the line's whole travel above.
+    QVERIFY(waveformColumnHeight(far, middle, lane) >= (highest - lowest) * 3 / 4);
+    QVERIFY(waveformColumnHeight(far, middle, lane) > 4 * heights[heights.size() / 2]);
+}
+
+namespace {
+
 // One 8 s track of a swelling tone, as the strip cache reads it, `width` points wide.
 struct StripFixture {
     std::vector<float> peaks;
