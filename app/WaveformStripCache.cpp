@@ -177,6 +177,11 @@ WaveformStripCache::picture(const std::vector<StripTrack>& tracks, std::size_t i
     if (!entry.image.isNull() && entry.imageColour == colour.rgba() && entry.imagePhase == subPixel) {
         return Picture{&entry.image, entry.imageOrigin};
     }
+    // A first picture of a track the paint shows only in part would fill more than the paint needs
+    // (a zoom step or a page turn); such a track is filled in place until it is shown whole.
+    if (entry.image.isNull() && (track.x0 < minX - 1.0 || track.x1 > maxX + 1.0)) {
+        return std::nullopt;
+    }
     pictureBytes_ -= static_cast<std::size_t>(entry.image.sizeInBytes());
     entry.image = QImage();
     // The clip's span over the lane, where an overlay may paint too.

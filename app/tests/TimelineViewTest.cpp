@@ -538,14 +538,20 @@ void TimelineViewTest::keptPictureGivesThePixelsOfTheFilledOutline() {
     }
 }
 
-// A second draw reuses the picture; a new colour or sub-pixel offset makes a new one; a track too
-// wide to keep is left to its outlines.
+// A picture is first made for a track shown whole; a second draw reuses it; a new colour or
+// sub-pixel offset makes a new one; a track too wide to keep is left to its outlines.
 void TimelineViewTest::keptPictureIsReusedUntilItsLookChanges() {
     const StripFixture f(300.0);
     WaveformStripCache cache;
     const auto overlay = [&](QPainter& p) { shade(p, f); };
+    // Shown only in part, the track gets no first picture; once shown whole, it is kept for partial
+    // paints too.
+    QVERIFY(!cache.picture(f.list, 0, f.view, 0.0, 200.0, Qt::cyan, QPointF(), overlay).has_value());
     const auto first = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::cyan, QPointF(), overlay);
     QVERIFY(first.has_value());
+    const auto part = cache.picture(f.list, 0, f.view, 0.0, 200.0, Qt::cyan, QPointF(), overlay);
+    QVERIFY(part.has_value());
+    QCOMPARE(part->image->cacheKey(), first->image->cacheKey());
     const qint64 key = first->image->cacheKey();
     const auto again = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::cyan, QPointF(-40.0, 0.0), overlay);
     QVERIFY(again.has_value());
