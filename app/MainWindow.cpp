@@ -41,7 +41,7 @@ MainWindow::MainWindow(OrvaneApp& app) : app_(app) {
     auto* layout = new QVBoxLayout(central);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    transport_ = new TransportBar(workspace, app_.engine());
+    transport_ = new TransportBar(workspace, app_.engine(), app_.defaults());
     layout->addWidget(transport_);
 
     auto* columns = new QSplitter(Qt::Horizontal);

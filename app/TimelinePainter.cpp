@@ -93,45 +93,51 @@ void paintGap(Context& c, const TrackPosition& position, double audioX0) {
     }
 }
 
-void paintFades(Context& c, const CDTrack& shown, double x0, double x1) {
-    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, c.pps);
-    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, c.pps);
-    QPainter& p = c.painter;
+// The fades' shading and curves: what only the track's shown record, place and the lane decide, so
+// that they are kept in the track's picture with its waveform.
+void paintFadeCurves(QPainter& p, const TimelineGeometry::Lane& lane, const CDTrack& shown, double pps,
+                     double x0, double x1) {
+    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, pps);
+    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, pps);
     // The part a fade takes away is shaded above its curve.
-    const auto shade = [&](Polyline curve, Point corner) {
+    const auto draw = [&](Polyline curve, Point corner) {
+        const QPolygonF line = qPolyline(curve);
         curve.push_back(corner);
         p.setRenderHint(QPainter::Antialiasing, false); // the curve drawn over it hides the edge
         p.setPen(Qt::NoPen);
         p.setBrush(QColor(0, 0, 0, 95));
         p.drawPolygon(qPolyline(curve));
         p.setRenderHint(QPainter::Antialiasing, true);
-    };
-    if (shown.fadeInSamples > 0) {
-        const Polyline curve = TimelineOverlays::fadeInCurve(x0, fadeIn, c.lane, shown.fadeInCurve);
-        shade(curve, {x0, c.lane.top});
         p.setPen(QPen(Theme::fade, 1.4));
         p.setBrush(Qt::NoBrush);
-        p.drawPolyline(qPolyline(curve));
+        p.drawPolyline(line);
+    };
+    if (shown.fadeInSamples > 0) {
+        draw(TimelineOverlays::fadeInCurve(x0, fadeIn, lane, shown.fadeInCurve), {x0, lane.top});
+    }
+    if (shown.fadeOutSamples > 0) {
+        draw(TimelineOverlays::fadeOutCurve(x1, fadeOut, lane, shown.fadeOutCurve), {x1, lane.top});
+    }
+}
+
+void paintFadeHandles(Context& c, const CDTrack& shown, double x0, double x1) {
+    const double fadeIn = Viewport::widthOfSamples(shown.fadeInSamples, c.pps);
+    const double fadeOut = Viewport::widthOfSamples(shown.fadeOutSamples, c.pps);
+    QPainter& p = c.painter;
+    p.setRenderHint(QPainter::Antialiasing, true);
+    p.setPen(QPen(Theme::background, 1.0));
+    p.setBrush(qColour(TimelineOverlays::curveHandleColor));
+    if (shown.fadeInSamples > 0) {
         const QRectF handle =
             qRect(TimelineOverlays::fadeInCurveHandle(x0, fadeIn, c.lane, shown.fadeInCurve));
-        p.setPen(QPen(Theme::background, 1.0));
-        p.setBrush(qColour(TimelineOverlays::curveHandleColor));
         p.drawEllipse(handle.adjusted(1, 1, -1, -1));
     }
     if (shown.fadeOutSamples > 0) {
-        const Polyline curve = TimelineOverlays::fadeOutCurve(x1, fadeOut, c.lane, shown.fadeOutCurve);
-        shade(curve, {x1, c.lane.top});
-        p.setPen(QPen(Theme::fade, 1.4));
-        p.setBrush(Qt::NoBrush);
-        p.drawPolyline(qPolyline(curve));
         const QRectF handle =
             qRect(TimelineOverlays::fadeOutCurveHandle(x1, fadeOut, c.lane, shown.fadeOutCurve));
-        p.setPen(QPen(Theme::background, 1.0));
-        p.setBrush(qColour(TimelineOverlays::curveHandleColor));
         p.drawEllipse(handle.adjusted(1, 1, -1, -1));
     }
     // The length handles stay visible at no fade, so a fade can be pulled out of the corner.
-    p.setPen(QPen(Theme::background, 1.0));
     p.setBrush(qColour(TimelineOverlays::lengthHandleColor));
     for (const Rect& r : {TimelineOverlays::fadeInLengthHandle(x0, fadeIn),
                           TimelineOverlays::fadeOutLengthHandle(x1, fadeOut)}) {
@@ -191,6 +197,64 @@ void paintTitle(Context& c, const CDTrack& shown, std::size_t index, const QRect
     p.restore();
 }
 
+// At a close zoom a track shows its file's real samples, read around the painted span, in place of
+// its peaks. False when the zoom calls for peaks or the file gives no samples.
+bool paintSamples(Context& c, const StripTrack& t, const QColor& fill) {
+    const CDTrack& shown = t.shown;
+    if (!c.scene.samples || !t.peaks || t.peaks->size() < 2 || !shown.audioFileURL ||
+        shown.sourceAudioSamples <= 0) {
+        return false;
+    }
+    const double rate = WaveformDrawing::fileRateOfPeaks(t.peaks->size(), shown.sourceAudioSamples);
+    const double ppp = WaveformDrawing::pointsPerPixel(rate, c.pps);
+    const std::filesystem::path file = shown.audioFileURL->path();
+    const double from = std::max(c.minX, t.x0);
+    const double to = std::min(c.maxX, t.x1);
+    if (file.empty() || to <= from) {
+        return false;
+    }
+    const auto [first, last] = WaveformDrawing::visibleNativeRange(shown, rate, t.x0, c.pps, from, to);
+    const double nativeTotal =
+        static_cast<double>(shown.sourceAudioSamples) * rate / static_cast<double>(RedBook::sampleRate);
+    const SampleWindowCache::Fraction fraction{static_cast<double>(first) / nativeTotal,
+                                               static_cast<double>(last) / nativeTotal};
+    if (WaveformDrawing::choosePath(ppp) != WaveformDrawing::Path::samples) {
+        // Close to it: read ahead so that the next zoom step finds the samples ready.
+        if (WaveformDrawing::shouldPrewarmSamples(ppp)) {
+            c.scene.samples->prewarm(file, fraction);
+        }
+        return false;
+    }
+    const auto window = c.scene.samples->window(file, fraction);
+    if (!window || window->samples.empty()) {
+        return false;
+    }
+    const double width = std::max(1.0, t.x1 - t.x0);
+    const WaveformDrawing::GainTable gain =
+        WaveformDrawing::gainTable(shown, static_cast<std::size_t>(std::clamp(width, 2.0, 4096.0)));
+    const WaveformDrawing::Scaling scaling =
+        WaveformDrawing::scalingFor(shown, &gain, c.scene.viewport.amplitudeZoom);
+    const WaveformDrawing::SamplesInput in =
+        WaveformDrawing::samplesInputFor(shown, window->samples, window->nativeStart, rate, t.x0, c.pps, from,
+                                         to, c.lane.top, c.lane.height, scaling);
+    QPainter& p = c.painter;
+    p.setRenderHint(QPainter::Antialiasing, true);
+    p.setPen(Qt::NoPen);
+    p.setBrush(fill);
+    QPainterPath strip;
+    for (const Quad& quad : WaveformDrawing::samplesStrip(in)) {
+        QPolygonF corners;
+        for (const Point& corner : quad.corners) {
+            corners.append(QPointF(corner.x, corner.y));
+        }
+        strip.addPolygon(corners);
+        strip.closeSubpath();
+    }
+    strip.setFillRule(Qt::WindingFill);
+    p.drawPath(strip);
+    return true;
+}
+
 void paintTracks(Context& c, WaveformStripCache& strips) {
     const WorkspaceState& ws = c.scene.workspace;
     const TimelineCanvas& canvas = c.scene.canvas;
@@ -230,18 +294,28 @@ void paintTracks(Context& c, WaveformStripCache& strips) {
         p.setBrush(Qt::NoBrush);
         p.drawRect(clip.adjusted(0.5, 0.5, -0.5, -0.5));
 
-        const auto& outlines = strips.outlines(strip, i, view, c.minX, c.maxX);
-        p.setPen(Qt::NoPen);
-        p.setBrush(selected ? colour.lighter(115) : colour);
-        p.setRenderHint(QPainter::Antialiasing, true);
-        for (const QPolygonF& outline : outlines) {
-            p.drawPolygon(outline);
+        const QColor fill = selected ? colour.lighter(115) : colour;
+        const QTransform& device = p.deviceTransform();
+        const auto fades = [&](QPainter& onto) { paintFadeCurves(onto, c.lane, t.shown, c.pps, t.x0, t.x1); };
+        if (paintSamples(c, t, fill)) {
+            fades(p);
+        } else if (const auto picture = strips.picture(strip, i, view, c.minX, c.maxX, fill,
+                                                       QPointF(device.dx(), device.dy()), fades)) {
+            p.drawImage(picture->origin, *picture->image);
+        } else {
+            p.setPen(Qt::NoPen);
+            p.setBrush(fill);
+            p.setRenderHint(QPainter::Antialiasing, true);
+            for (const QPolygonF& outline : strips.outlines(strip, i, view, c.minX, c.maxX)) {
+                p.drawPolygon(outline);
+            }
+            if (!t.peaks) {
+                p.setPen(QPen(colour.darker(160), 1.0));
+                p.drawLine(QPointF(t.x0, clip.center().y()), QPointF(t.x1, clip.center().y()));
+            }
+            fades(p);
         }
-        if (!t.peaks) {
-            p.setPen(QPen(colour.darker(160), 1.0));
-            p.drawLine(QPointF(t.x0, clip.center().y()), QPointF(t.x1, clip.center().y()));
-        }
-        paintFades(c, t.shown, t.x0, t.x1);
+        paintFadeHandles(c, t.shown, t.x0, t.x1);
         paintEnvelope(c, t.shown, {t.x0, t.x1});
         paintTitle(c, t.shown, i, clip);
     }

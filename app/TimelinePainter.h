@@ -1,10 +1,11 @@
 #pragma once
 // Paints the timeline canvas with QPainter from what the canvas logic lays out: the lane and its
-// gaps, each track's clip, waveform outline, fades and envelope, the crossfades, the ruler with its
-// INDEX, loop and pin flags, the loop band, and apart from them the playhead. Nothing here decides a
-// position; every shape comes from interface/. The painter is set to canvas coordinates by the caller. GUI
-// thread.
+// gaps, each track's clip, waveform outline (its real samples at a close zoom), fades and envelope, the
+// crossfades, the ruler with its INDEX, loop and pin flags, the loop band, and apart from them the playhead.
+// Nothing here decides a position; every shape comes from interface/. The painter is set to canvas
+// coordinates by the caller. GUI thread.
 
+#include "analysis/SampleWindowCache.h"
 #include "app/WaveformStripCache.h"
 #include "interface/TimelineCanvas.h"
 #include "interface/Viewport.h"
@@ -20,6 +21,8 @@ struct Scene {
     const ViewportState& viewport;
     double canvasHeight = 0.0;
     double visibleWidth = 0.0;
+    // Real samples for a close zoom; without it the peaks are drawn at every zoom.
+    SampleWindowCache* samples = nullptr;
 };
 
 // Paints the canvas span [minX, maxX) (canvas points) over its whole height: everything but the

@@ -290,7 +290,8 @@ void TimelineView::invalidate(const QRect& area) {
 }
 
 void TimelineView::paintLayer(const QRegion& region) {
-    const TimelinePainter::Scene scene{workspace_, *canvas_, viewport_, canvasHeight(), scroll_.visibleWidth};
+    const TimelinePainter::Scene scene{workspace_,           *canvas_, viewport_, canvasHeight(),
+                                       scroll_.visibleWidth, &samples_};
     const auto paint = [&] {
         QPainter painter(&layer_);
         for (const QRect& r : region) {
@@ -335,7 +336,8 @@ void TimelineView::paintEvent(QPaintEvent* event) {
     const QRect dirty = event->rect();
     painter.drawImage(dirty.topLeft(), layer_, dirty);
     painter.translate(-scroll_.originX, 0.0);
-    const TimelinePainter::Scene scene{workspace_, *canvas_, viewport_, canvasHeight(), scroll_.visibleWidth};
+    const TimelinePainter::Scene scene{workspace_,           *canvas_, viewport_, canvasHeight(),
+                                       scroll_.visibleWidth, &samples_};
     TimelinePainter::paintPlayhead(painter, scene, dirty.left() + scroll_.originX,
                                    dirty.right() + 1 + scroll_.originX);
 }

@@ -11,6 +11,7 @@
 // engine doesn't split every tall fill across that same pool; the state it reads is never touched by
 // two threads at once.
 
+#include "analysis/SampleWindowCache.h"
 #include "app/WaveformStripCache.h"
 #include "interface/TimelineCanvas.h"
 #include "interface/Viewport.h"
@@ -92,6 +93,7 @@ class TimelineView final : public QWidget {
     ScrollGeometry scroll_;
     std::unique_ptr<TimelineCanvas> canvas_;
     WaveformStripCache strips_;
+    SampleWindowCache samples_;
     QImage layer_;
     QRegion stale_;
     double layerOrigin_ = -1.0;

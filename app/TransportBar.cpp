@@ -1,16 +1,20 @@
 #include "app/TransportBar.h"
 
 #include "app/Theme.h"
+#include "model/RedBook.h"
 #include "monitoring/PlaybackEngine.h"
 
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPixmap>
 #include <QPushButton>
 #include <QSlider>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <cmath>
 
 namespace orvane::app {
@@ -18,7 +22,7 @@ namespace orvane::app {
 namespace {
 
 // The transport glyphs, drawn rather than taken from a font, so they look the same on every desktop.
-enum class Glyph { previous, rewind, play, pause, stop, forward, next, loop };
+enum class Glyph { previous, rewind, play, pause, stop, forward, next, pin, loop };
 
 QIcon glyphIcon(Glyph glyph) {
     const qreal size = 32;
@@ -64,6 +68,16 @@ QIcon glyphIcon(Glyph glyph) {
         triangle(8, 13, true);
         painter.drawRect(QRectF(21, 8, 3, 16));
         break;
+    case Glyph::pin: {
+        // A map pin: a round head over a point.
+        painter.drawEllipse(QRectF(10, 6, 12, 12));
+        QPolygonF point;
+        point << QPointF(11.5, 15) << QPointF(20.5, 15) << QPointF(16, 27);
+        painter.drawPolygon(point);
+        painter.setBrush(Theme::panel);
+        painter.drawEllipse(QRectF(14, 10, 4, 4));
+        break;
+    }
     case Glyph::loop: {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(Theme::text, 2.4, Qt::SolidLine, Qt::RoundCap));
@@ -79,10 +93,17 @@ QIcon glyphIcon(Glyph glyph) {
     return QIcon(pixmap);
 }
 
+QString qText(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
 } // namespace
 
-TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QWidget* parent)
-    : QWidget(parent), workspace_(workspace), engine_(engine) {
+namespace Bar = orvane::TransportBar;
+
+TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, DefaultsStore& defaults,
+                           QWidget* parent)
+    : QWidget(parent), workspace_(workspace), engine_(engine), defaults_(defaults) {
     setObjectName(QStringLiteral("transportBar"));
     setAutoFillBackground(true);
     QPalette shade = palette();
@@ -92,22 +113,35 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     layout->setContentsMargins(12, 6, 12, 6);
     layout->setSpacing(6);
 
-    auto* previous = button(glyphIcon(Glyph::previous), QStringLiteral("Previous track"));
-    auto* rewind = button(glyphIcon(Glyph::rewind), QStringLiteral("Spool back (hold)"));
+    previous_ = button(glyphIcon(Glyph::previous), QString());
+    auto* rewind = button(glyphIcon(Glyph::rewind), qText(Bar::rewindTooltip));
     play_ = button(glyphIcon(Glyph::play), QStringLiteral("Play / stop (Space)"));
     auto* stop = button(glyphIcon(Glyph::stop), QStringLiteral("Stop (Return)"));
-    auto* forward = button(glyphIcon(Glyph::forward), QStringLiteral("Spool forward (hold)"));
-    auto* next = button(glyphIcon(Glyph::next), QStringLiteral("Next track"));
+    auto* forward = button(glyphIcon(Glyph::forward), qText(Bar::fastForwardTooltip));
+    next_ = button(glyphIcon(Glyph::next), QString());
+    pin_ = button(glyphIcon(Glyph::pin), qText(Bar::pinTooltip));
+    pin_->setCheckable(true);
     loop_ = button(glyphIcon(Glyph::loop), QStringLiteral("Loop the region set with [ and ]"));
     loop_->setCheckable(true);
+    previous_->setObjectName(QStringLiteral("previousButton"));
+    rewind->setObjectName(QStringLiteral("rewindButton"));
     play_->setObjectName(QStringLiteral("playButton"));
-    for (auto* b : {previous, rewind, play_, stop, forward, next, loop_}) {
+    forward->setObjectName(QStringLiteral("forwardButton"));
+    next_->setObjectName(QStringLiteral("nextButton"));
+    pin_->setObjectName(QStringLiteral("pinButton"));
+    for (auto* b : {previous_, rewind, play_, stop, forward, next_, pin_, loop_}) {
         layout->addWidget(b);
     }
-    connect(previous, &QPushButton::clicked, this, [this] { workspace_.transportPrevious(); });
-    connect(next, &QPushButton::clicked, this, [this] { workspace_.transportNext(); });
+    connect(previous_, &QPushButton::clicked, this, [this] { workspace_.transportPrevious(); });
+    connect(next_, &QPushButton::clicked, this, [this] { workspace_.transportNext(); });
+    for (auto* outer : {previous_, next_}) {
+        outer->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(outer, &QWidget::customContextMenuRequested, this,
+                [this, outer](const QPoint& at) { showPrerollMenu(outer->mapToGlobal(at)); });
+    }
     connect(play_, &QPushButton::clicked, this, [this] { workspace_.togglePlayback(); });
     connect(stop, &QPushButton::clicked, this, [this] { engine_.stop(); });
+    connect(pin_, &QPushButton::clicked, this, [this] { Bar::togglePin(workspace_); });
     connect(loop_, &QPushButton::clicked, this, [this](bool on) {
         if (on) {
             workspace_.enterLoopModeFromButton();
@@ -115,23 +149,47 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
             workspace_.setLoopMode(false);
         }
     });
-    // Spool runs while the button is held, faster the longer it is held.
-    for (auto [spoolButton, direction] : {std::pair{rewind, -1}, std::pair{forward, 1}}) {
-        spoolButton->setAutoRepeat(true);
-        spoolButton->setAutoRepeatInterval(120);
-        connect(spoolButton, &QPushButton::pressed, this, [this, d = direction] { engine_.spoolStep(d); });
-        connect(spoolButton, &QPushButton::released, this, [this] { engine_.stopSpool(); });
-    }
+    // Each press of a spool key steps its speed up; Stop or Play releases it.
+    connect(rewind, &QPushButton::clicked, this, [this] { engine_.spoolStep(-1); });
+    connect(forward, &QPushButton::clicked, this, [this] { engine_.spoolStep(1); });
 
     layout->addSpacing(18);
-    auto* display = new QWidget;
-    display->setObjectName(QStringLiteral("timeDisplay"));
-    display->setStyleSheet(QStringLiteral("#timeDisplay { background: #101215; border: 1px solid #3c4148;"
-                                          " border-radius: 4px; }"));
-    auto* displayLayout = new QHBoxLayout(display);
-    displayLayout->setContentsMargins(14, 4, 14, 4);
+    display_ = new QWidget;
+    display_->setObjectName(QStringLiteral("timeDisplay"));
+    display_->setToolTip(qText(Bar::timeModeTooltip));
+    display_->setCursor(Qt::PointingHandCursor);
+    display_->setStyleSheet(QStringLiteral("#timeDisplay { background: #101215; border: 1px solid #3c4148;"
+                                           " border-radius: 4px; }"));
+    display_->installEventFilter(this);
+    auto* displayLayout = new QHBoxLayout(display_);
+    displayLayout->setContentsMargins(14, 3, 14, 3);
+    displayLayout->setSpacing(6);
+    const auto caption = [](const QString& text, const QString& name) {
+        auto* label = new QLabel(text);
+        label->setObjectName(name);
+        label->setStyleSheet(QStringLiteral("color: #5c6570; font-size: 8pt; font-weight: bold;"
+                                            " background: transparent;"));
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+        return label;
+    };
+    // The track column: its marks (pre-roll, LOOP, PIN) over the number.
+    auto* trackColumn = new QVBoxLayout;
+    trackColumn->setSpacing(0);
+    marks_ = caption(QString(), QStringLiteral("transportMarks"));
+    marks_->setTextFormat(Qt::RichText);
+    auto* trackRow = new QHBoxLayout;
+    trackRow->setSpacing(4);
+    trackRow->addWidget(caption(QStringLiteral("TRK"), QStringLiteral("trackCaption")));
     track_ = new QLabel(QStringLiteral("--"));
     track_->setObjectName(QStringLiteral("trackText"));
+    trackRow->addWidget(track_);
+    trackColumn->addWidget(marks_);
+    trackColumn->addLayout(trackRow);
+    displayLayout->addLayout(trackColumn);
+    displayLayout->addSpacing(10);
+    legend_ = caption(QStringLiteral("TIME"), QStringLiteral("timeLegend"));
+    legend_->setMinimumWidth(38);
+    displayLayout->addWidget(legend_);
     time_ = new QLabel(QStringLiteral("00:00:00"));
     time_->setObjectName(QStringLiteral("timeText"));
     for (auto* label : {track_, time_}) {
@@ -139,14 +197,10 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
         segments.setPointSize(label == time_ ? 22 : 14);
         label->setFont(segments);
         label->setStyleSheet(QStringLiteral("color: #5cf0a0; background: transparent;"));
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
     }
-    auto* trackCaption = new QLabel(QStringLiteral("TRK"));
-    trackCaption->setStyleSheet(QStringLiteral("color: #5c6570; font-size: 8pt; background: transparent;"));
-    displayLayout->addWidget(trackCaption);
-    displayLayout->addWidget(track_);
-    displayLayout->addSpacing(14);
     displayLayout->addWidget(time_);
-    layout->addWidget(display);
+    layout->addWidget(display_);
 
     layout->addStretch(1);
     status_ = new QLabel;
@@ -160,6 +214,7 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
     volume_ = new QSlider(Qt::Horizontal);
     volume_->setRange(0, 100);
     volume_->setFixedWidth(120);
+    volume_->setToolTip(qText(Bar::knobTooltip));
     volume_->setValue(static_cast<int>(std::lround(workspace_.monitorVolume() * 100)));
     layout->addWidget(volume_);
     connect(volume_, &QSlider::valueChanged, this,
@@ -178,9 +233,13 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
         case WorkspaceProperty::currentTime:
             refreshTime();
             break;
+        case WorkspaceProperty::lockedPlayStart:
+        case WorkspaceProperty::loopMode:
+            refreshState();
+            refreshTime();
+            break;
         case WorkspaceProperty::monitorVolume:
         case WorkspaceProperty::monitorDimmed:
-        case WorkspaceProperty::loopMode:
         case WorkspaceProperty::srcCacheState:
             refreshState();
             break;
@@ -188,8 +247,8 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
             break;
         }
     });
-    // The play state has no property of its own; the engine's change handler is the workspace's, so
-    // the bar looks at it on a short timer.
+    // The play state and a flag's timecode have no property of their own; the bar looks at the engine
+    // on a short timer.
     auto* poll = new QTimer(this);
     connect(poll, &QTimer::timeout, this, [this] {
         const bool playing = engine_.isPlaying();
@@ -197,10 +256,14 @@ TransportBar::TransportBar(WorkspaceState& workspace, PlaybackEngine& engine, QW
             showsPause_ = playing;
             play_->setIcon(glyphIcon(playing ? Glyph::pause : Glyph::play));
         }
+        if (engine_.timecodeOverride() != shownOverride_) {
+            refreshTime();
+        }
     });
     poll->start(100);
-    refreshTime();
+    refreshKeys();
     refreshState();
+    refreshTime();
 }
 
 TransportBar::~TransportBar() {
@@ -217,20 +280,73 @@ QPushButton* TransportBar::button(const QIcon& icon, const QString& tip) {
     return b;
 }
 
-QString TransportBar::timeText(double seconds) {
-    const auto frames = static_cast<std::int64_t>(std::floor(std::max(0.0, seconds) * 75.0 + 1e-9));
-    return QStringLiteral("%1:%2:%3")
-        .arg(frames / 4500, 2, 10, QLatin1Char('0'))
-        .arg((frames / 75) % 60, 2, 10, QLatin1Char('0'))
-        .arg(frames % 75, 2, 10, QLatin1Char('0'));
+Bar::TimeMode TransportBar::timeMode() const {
+    return Bar::timeModeFromRaw(defaults_.intValue(timeModeKey).value_or(0));
+}
+
+void TransportBar::cycleTimeMode() {
+    defaults_.setInt(timeModeKey, static_cast<std::int64_t>(Bar::nextTimeMode(timeMode())));
+    refreshTime();
+}
+
+bool TransportBar::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == display_ && event->type() == QEvent::MouseButtonPress &&
+        static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+        cycleTimeMode();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void TransportBar::showPrerollMenu(const QPoint& globalPos) {
+    QMenu menu(this);
+    const double chosen = workspace_.prerollSeconds();
+    for (const double seconds : Bar::prerollChoices) {
+        QAction* action = menu.addAction(seconds > 0 ? QStringLiteral("Pre-roll %1 s").arg(seconds)
+                                                     : QStringLiteral("Pre-roll off"));
+        action->setCheckable(true);
+        action->setChecked(seconds == chosen);
+        connect(action, &QAction::triggered, this, [this, seconds] {
+            workspace_.setPrerollSeconds(seconds);
+            refreshKeys();
+            refreshTime();
+        });
+    }
+    menu.exec(globalPos);
+}
+
+void TransportBar::refreshKeys() {
+    const double preroll = workspace_.prerollSeconds();
+    previous_->setToolTip(QString::fromStdString(Bar::previousTooltip(preroll)));
+    next_->setToolTip(QString::fromStdString(Bar::nextTooltip(preroll)));
 }
 
 void TransportBar::refreshTime() {
-    const double seconds = workspace_.currentTime();
-    time_->setText(timeText(seconds));
-    const auto index = engine_.trackIndex(workspace_.currentSample());
-    track_->setText(index ? QStringLiteral("%1").arg(*index + 1, 2, 10, QLatin1Char('0'))
-                          : QStringLiteral("--"));
+    const auto& positions = workspace_.displayPositions();
+    const double total =
+        positions.empty() ? 0.0 : static_cast<double>(positions.back().endLBA) / RedBook::framesPerSecond;
+    shownOverride_ = engine_.timecodeOverride();
+    const Bar::TimeDisplay shown =
+        Bar::timeDisplay(timeMode(), workspace_.currentTime(), total, positions, shownOverride_);
+    legend_->setText(QString::fromStdString(shown.legend));
+    time_->setText(QString::fromStdString(shown.time));
+    track_->setText(QString::fromStdString(shown.trackNumber));
+
+    // Over the number: the pre-roll when on, LOOP in amber, PIN in purple; a dragged flag's kind.
+    QStringList marks;
+    const double preroll = workspace_.prerollSeconds();
+    if (preroll > 0) {
+        marks << QStringLiteral("−%1 s").arg(preroll);
+    }
+    const bool loopShown = workspace_.loopMode() || shown.overrideKind == "LOOP";
+    const bool pinShown = workspace_.lockedPlayStartSample().has_value() || shown.overrideKind == "PIN";
+    if (loopShown) {
+        marks << QStringLiteral("<span style='color:#f5a623'>LOOP</span>");
+    }
+    if (pinShown) {
+        marks << QStringLiteral("<span style='color:#b07cf0'>PIN</span>");
+    }
+    marks_->setText(marks.join(QStringLiteral("&nbsp;")));
 }
 
 void TransportBar::refreshState() {
@@ -238,6 +354,7 @@ void TransportBar::refreshState() {
     volume_->setValue(static_cast<int>(std::lround(workspace_.monitorVolume() * 100)));
     dim_->setChecked(workspace_.monitorDimmed());
     loop_->setChecked(workspace_.loopMode());
+    pin_->setChecked(workspace_.lockedPlayStartSample().has_value());
     std::size_t building = 0;
     for (const auto& [id, state] : workspace_.srcCacheState()) {
         building += state == SRCCacheState::rendering ? 1 : 0;

@@ -1,6 +1,8 @@
 #include "app/WaveformStripCache.h"
 
+#include <QPainter>
 #include <algorithm>
+#include <cmath>
 #include <unordered_set>
 
 namespace orvane::app {
@@ -152,19 +154,103 @@ const std::vector<QPolygonF>& WaveformStripCache::outlines(const std::vector<Str
     if (found != outlines_.end() && found->second.key == key) {
         return found->second.polygons;
     }
-    Entry entry{std::move(key), build(tracks, index, view, minX, maxX, true)};
+    if (found != outlines_.end()) {
+        pictureBytes_ -= static_cast<std::size_t>(found->second.image.sizeInBytes());
+    }
+    Entry entry{std::move(key), build(tracks, index, view, minX, maxX, true), {}, {}, 0, {}, 0};
     return outlines_.insert_or_assign(track.shown.id, std::move(entry)).first->second.polygons;
+}
+
+std::optional<WaveformStripCache::Picture>
+WaveformStripCache::picture(const std::vector<StripTrack>& tracks, std::size_t index, const StripView& view,
+                            double minX, double maxX, const QColor& colour, QPointF phase,
+                            const Overlay& overlay) {
+    const StripTrack& track = tracks[index];
+    if (track.x1 - track.x0 > maxPictureWidth) {
+        return std::nullopt;
+    }
+    const std::vector<QPolygonF>& polygons = outlines(tracks, index, view, minX, maxX);
+    Entry& entry = outlines_.at(track.shown.id);
+    entry.lastDrawn = ++drawCounter_;
+    // Only the sub-pixel part of the offset changes which pixels a fill touches.
+    const QPointF subPixel(phase.x() - std::floor(phase.x()), phase.y() - std::floor(phase.y()));
+    if (!entry.image.isNull() && entry.imageColour == colour.rgba() && entry.imagePhase == subPixel) {
+        return Picture{&entry.image, entry.imageOrigin};
+    }
+    // A first picture of a track the paint shows only in part would fill more than the paint needs
+    // (a zoom step or a page turn); such a track is filled in place until it is shown whole.
+    if (entry.image.isNull() && (track.x0 < minX - 1.0 || track.x1 > maxX + 1.0)) {
+        return std::nullopt;
+    }
+    pictureBytes_ -= static_cast<std::size_t>(entry.image.sizeInBytes());
+    entry.image = QImage();
+    // The clip's span over the lane, where an overlay may paint too.
+    const QRectF bounds(track.x0, view.lane.top, std::max(1.0, track.x1 - track.x0),
+                        std::max(1.0, view.lane.height));
+    if (polygons.empty()) {
+        entry.imageOrigin = QPointF();
+        return std::nullopt;
+    }
+    // The picture's corner on whole device pixels, one pixel of margin for the antialiased edge.
+    const QPointF origin(std::floor(bounds.left() + subPixel.x()) - 1.0 - subPixel.x(),
+                         std::floor(bounds.top() + subPixel.y()) - 1.0 - subPixel.y());
+    const QSize size(static_cast<int>(std::ceil(bounds.right() - origin.x())) + 2,
+                     static_cast<int>(std::ceil(bounds.bottom() - origin.y())) + 2);
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing, true);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colour);
+        painter.translate(-origin);
+        for (const QPolygonF& polygon : polygons) {
+            painter.drawPolygon(polygon);
+        }
+        painter.setClipRect(bounds.adjusted(-1.0, -1.0, 1.0, 1.0));
+        overlay(painter);
+    }
+    entry.image = std::move(image);
+    entry.imageOrigin = origin;
+    entry.imageColour = colour.rgba();
+    entry.imagePhase = subPixel;
+    pictureBytes_ += static_cast<std::size_t>(entry.image.sizeInBytes());
+    dropPicturesOverBudget(track.shown.id);
+    return Picture{&entry.image, entry.imageOrigin};
+}
+
+void WaveformStripCache::dropPicturesOverBudget(const Uuid& keep) {
+    while (pictureBytes_ > pictureBudgetBytes) {
+        Entry* oldest = nullptr;
+        for (auto& [id, entry] : outlines_) {
+            if (id != keep && !entry.image.isNull() && (!oldest || entry.lastDrawn < oldest->lastDrawn)) {
+                oldest = &entry;
+            }
+        }
+        if (!oldest) {
+            return;
+        }
+        pictureBytes_ -= static_cast<std::size_t>(oldest->image.sizeInBytes());
+        oldest->image = QImage();
+    }
 }
 
 void WaveformStripCache::retainOnly(const std::vector<Uuid>& keep) {
     const std::unordered_set<Uuid> kept(keep.begin(), keep.end());
-    std::erase_if(outlines_, [&](const auto& item) { return !kept.contains(item.first); });
+    std::erase_if(outlines_, [&](const auto& item) {
+        if (kept.contains(item.first)) {
+            return false;
+        }
+        pictureBytes_ -= static_cast<std::size_t>(item.second.image.sizeInBytes());
+        return true;
+    });
     std::erase_if(slots_, [&](const auto& item) { return !kept.contains(item.first); });
 }
 
 void WaveformStripCache::clear() {
     outlines_.clear();
     slots_.clear();
+    pictureBytes_ = 0;
 }
 
 } // namespace orvane::app

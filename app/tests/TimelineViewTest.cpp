@@ -7,9 +7,12 @@
 #include "app/OrvaneApp.h"
 #include "app/Theme.h"
 #include "app/TimelineView.h"
+#include "app/TransportBar.h"
+#include "app/WaveformStripCache.h"
 #include "app/tests/AppTestSupport.h"
 #include "interface/TimelineGeometry.h"
 #include "interface/TimelineOverlays.h"
+#include "interface/TransportBar.h"
 #include "model/RedBook.h"
 
 #include <QAction>
@@ -17,7 +20,10 @@
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPaintEvent>
+#include <QPainter>
+#include <QPushButton>
 #include <QTest>
+#include <QWheelEvent>
 #include <cmath>
 #include <memory>
 
@@ -356,6 +362,319 @@ void TimelineViewTest::transportShowsTheTrackUnderThePlayhead() {
     QCOMPARE(at(15.0), QStringLiteral("02"));
     QCOMPARE(at(3.0), QStringLiteral("01"));
     QCOMPARE(at(25.0), QStringLiteral("03"));
+}
+
+// A wheel turn without keys zooms in about the pointer: the frame under it stays under it.
+void TimelineViewTest::wheelZoomKeepsTheFrameUnderThePointer() {
+    Harness h(tracks(3));
+    QVERIFY(h.valid);
+    h.view->scrollToOrigin(200.0);
+    h.settle();
+    const QPointF pointer(700.0, h.lane().top + 20.0);
+    const double frameBefore = h.view->frameForX(pointer.x());
+    QWheelEvent wheel(pointer, h.view->mapToGlobal(pointer), QPoint(), QPoint(0, 120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(h.view.get(), &wheel);
+    h.settle();
+    QVERIFY(h.view->pixelsPerSecond() > pps);
+    // Within half a point of where it was.
+    QVERIFY(std::abs(h.view->xForFrame(frameBefore) - pointer.x()) < 0.5);
+    QVERIFY(h.view->originX() > 200.0);
+}
+
+namespace {
+
+// The height of the waveform's colour down column `x` of the lane: its pixels, green well above the
+// lane's ground.
+int waveformColumnHeight(const QImage& image, int x, const TimelineGeometry::Lane& lane) {
+    int count = 0;
+    for (int y = static_cast<int>(lane.top) + 2; y < static_cast<int>(lane.bottom) - 2; ++y) {
+        count += qGreen(image.pixel(x, y)) > 0x58 ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+// At one sample a point the track shows its file's 330 Hz tone as a thin line that rises and falls,
+// not the solid band of its peaks; zoomed out again the band returns.
+void TimelineViewTest::closeZoomDrawsTheSamplesRatherThanPeaks() {
+    PrivateHome home;
+    const auto wav = home.path() / "tone.wav";
+    writeSineWav(wav, 8.0, 330.0);
+    std::vector<CDTrack> list = tracks(1);
+    list[0].audioFileURL = FileURL::fromPath(wav);
+    Harness h(std::move(list));
+    QVERIFY(h.valid);
+    const auto& lane = h.lane();
+    const auto picture = [&] {
+        h.view->invalidateLayer();
+        QImage image(h.view->size(), QImage::Format_ARGB32_Premultiplied);
+        h.view->render(&image);
+        return image;
+    };
+    // Two seconds into the audio, at 44100 points a second.
+    h.view->setPixelsPerSecond(44100.0);
+    h.view->scrollToOrigin(h.x(h.position(0).audioStartLBA) + h.view->originX() + 2.0 * 44100.0);
+    h.settle();
+    const QImage close = picture();
+    std::vector<int> heights;
+    for (int x = 100; x < 1300; x += 7) {
+        heights.push_back(waveformColumnHeight(close, x, lane));
+    }
+    std::sort(heights.begin(), heights.end());
+    const int band = static_cast<int>(0.6 * lane.height);
+    QVERIFY2(heights.front() >= 1, "a column shows no waveform at all");
+    QVERIFY2(
+        heights[heights.size() / 2] < band / 4,
+        qPrintable(QStringLiteral("median column %1 of band %2").arg(heights[heights.size() / 2]).arg(band)));
+    // The line follows the tone: its row moves across one period (about 134 points).
+    const auto rowOf = [&](int x) {
+        for (int y = static_cast<int>(lane.top) + 2; y < static_cast<int>(lane.bottom) - 2; ++y) {
+            if (qGreen(close.pixel(x, y)) > 0x58) {
+                return y;
+            }
+        }
+        return -1;
+    };
+    int lowest = 1 << 30;
+    int highest = -1;
+    for (int x = 400; x < 534; ++x) {
+        lowest = std::min(lowest, rowOf(x));
+        highest = std::max(highest, rowOf(x));
+    }
+    QVERIFY(highest - lowest > static_cast<int>(lane.height / 4));
+
+    h.view->setPixelsPerSecond(pps);
+    h.view->scrollToOrigin(0.0);
+    h.settle();
+    const QImage far = picture();
+    const int middle = static_cast<int>(h.x(h.position(0).audioStartLBA + 4 * RedBook::framesPerSecond));
+    // The band spans the tone's swing, as tall as the line's whole travel above.
+    QVERIFY(waveformColumnHeight(far, middle, lane) >= (highest - lowest) * 3 / 4);
+    QVERIFY(waveformColumnHeight(far, middle, lane) > 4 * heights[heights.size() / 2]);
+}
+
+namespace {
+
+// One 8 s track of a swelling tone, as the strip cache reads it, `width` points wide.
+struct StripFixture {
+    std::vector<float> peaks;
+    std::vector<StripTrack> list;
+    StripView view;
+
+    explicit StripFixture(double width) {
+        CDTrack track = CDTrack::make("Tone", std::nullopt, 150, seconds8);
+        track.fadeInSamples = 44100;
+        peaks.resize(static_cast<std::size_t>(seconds8 / 32) * 2);
+        for (std::size_t b = 0; b < peaks.size() / 2; ++b) {
+            const float level = 0.1f + 0.8f * std::fabs(std::sin(0.01f * static_cast<float>(b)));
+            peaks[2 * b] = -level;
+            peaks[2 * b + 1] = 0.7f * level;
+        }
+        StripTrack strip{track, &peaks, 30.25, 30.25 + width};
+        list.push_back(strip);
+        view.pps = width / 8.0;
+        view.lane = TimelineGeometry::lane(260.0);
+    }
+};
+
+// The fade shading the painter lays over a picture; the comparison needs only some overlay.
+void shade(QPainter& painter, const StripFixture& f) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, 95));
+    painter.drawRect(QRectF(f.list[0].x0, f.view.lane.top, 17.5, 40.0));
+}
+
+} // namespace
+
+// Copying the kept picture gives the pixels that filling the outline and its overlay in place gives,
+// at whole and at fractional scroll offsets.
+void TimelineViewTest::keptPictureGivesThePixelsOfTheFilledOutline() {
+    const StripFixture f(300.0);
+    const QColor colour(0x4f, 0xb3, 0xff);
+    const QColor ground(0x20, 0x23, 0x28);
+    for (const double offset : {0.0, -12.0, -12.37, -0.5}) {
+        WaveformStripCache cache;
+        const auto overlay = [&](QPainter& p) { shade(p, f); };
+        QImage direct(400, 260, QImage::Format_ARGB32_Premultiplied);
+        direct.fill(ground);
+        {
+            QPainter p(&direct);
+            p.translate(offset, 0.0);
+            p.setRenderHint(QPainter::Antialiasing, true);
+            p.setPen(Qt::NoPen);
+            p.setBrush(colour);
+            for (const QPolygonF& outline : cache.outlines(f.list, 0, f.view, 0.0, 400.0)) {
+                p.drawPolygon(outline);
+            }
+            overlay(p);
+        }
+        QImage copied(400, 260, QImage::Format_ARGB32_Premultiplied);
+        copied.fill(ground);
+        {
+            QPainter p(&copied);
+            p.translate(offset, 0.0);
+            const auto picture = cache.picture(f.list, 0, f.view, 0.0, 400.0, colour,
+                                               QPointF(p.deviceTransform().dx(), 0.0), overlay);
+            QVERIFY(picture.has_value());
+            p.drawImage(picture->origin, *picture->image);
+        }
+        int worst = 0;
+        int coloured = 0;
+        for (int y = 0; y < direct.height(); ++y) {
+            for (int x = 0; x < direct.width(); ++x) {
+                const QRgb a = direct.pixel(x, y);
+                const QRgb b = copied.pixel(x, y);
+                worst = std::max({worst, std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                                  std::abs(qBlue(a) - qBlue(b))});
+                coloured += qBlue(a) > 0x80 ? 1 : 0;
+            }
+        }
+        QVERIFY2(coloured > 5000, "the outline was filled at all");
+        // Blending the coverage apart rounds once more: one step either way.
+        QVERIFY2(worst <= 2,
+                 qPrintable(QStringLiteral("offset %1: worst channel step %2").arg(offset).arg(worst)));
+    }
+}
+
+// A picture is first made for a track shown whole; a second draw reuses it; a new colour or
+// sub-pixel offset makes a new one; a track too wide to keep is left to its outlines.
+void TimelineViewTest::keptPictureIsReusedUntilItsLookChanges() {
+    const StripFixture f(300.0);
+    WaveformStripCache cache;
+    const auto overlay = [&](QPainter& p) { shade(p, f); };
+    // Shown only in part, the track gets no first picture; once shown whole, it is kept for partial
+    // paints too.
+    QVERIFY(!cache.picture(f.list, 0, f.view, 0.0, 200.0, Qt::cyan, QPointF(), overlay).has_value());
+    const auto first = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::cyan, QPointF(), overlay);
+    QVERIFY(first.has_value());
+    const auto part = cache.picture(f.list, 0, f.view, 0.0, 200.0, Qt::cyan, QPointF(), overlay);
+    QVERIFY(part.has_value());
+    QCOMPARE(part->image->cacheKey(), first->image->cacheKey());
+    const qint64 key = first->image->cacheKey();
+    const auto again = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::cyan, QPointF(-40.0, 0.0), overlay);
+    QVERIFY(again.has_value());
+    QCOMPARE(again->image->cacheKey(), key);
+    QCOMPARE(cache.builds(), std::size_t{1});
+    const auto recoloured = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::red, QPointF(), overlay);
+    QVERIFY(recoloured.has_value());
+    QVERIFY(recoloured->image->cacheKey() != key);
+    const auto shifted = cache.picture(f.list, 0, f.view, 0.0, 400.0, Qt::red, QPointF(0.5, 0.0), overlay);
+    QVERIFY(shifted.has_value());
+    QCOMPARE(shifted->origin.x() + 0.5, std::floor(shifted->origin.x() + 0.5));
+    QCOMPARE(cache.builds(), std::size_t{1}); // the outline itself was kept throughout
+
+    const StripFixture wide(WaveformStripCache::maxPictureWidth + 10.0);
+    QVERIFY(!cache.picture(wide.list, 0, wide.view, 0.0, 400.0, Qt::red, QPointF(), overlay).has_value());
+    QVERIFY(!cache.outlines(wide.list, 0, wide.view, 0.0, 400.0).empty());
+}
+
+namespace {
+
+// The window with three 8 s tracks (audio 2–10 s, 12–20 s, 22–30 s) and its transport bar.
+struct BarHarness {
+    PrivateHome home;
+    std::unique_ptr<OrvaneApp> app;
+    app::TransportBar* bar = nullptr;
+
+    BarHarness() {
+        AppOptions options;
+        options.offlineAudio = true;
+        app = std::make_unique<OrvaneApp>(options);
+        CDProject project;
+        project.tracks = tracks(3);
+        app->workspace().importProject(std::move(project));
+        app->workspace().recalculateTimeline(ReloadPlayback::yes);
+        app->showWindow();
+        bar = dynamic_cast<app::TransportBar*>(
+            app->window().findChild<QWidget*>(QStringLiteral("transportBar")));
+    }
+    QString text(const char* name) const {
+        auto* label = app->window().findChild<QLabel*>(QString::fromLatin1(name));
+        return label ? label->text() : QStringLiteral("(none)");
+    }
+    void seek(double seconds) {
+        const auto sample = static_cast<std::int64_t>(seconds * RedBook::sampleRate);
+        app->engine().seek(sample);
+        app->workspace().setCurrentSample(sample);
+        QCoreApplication::processEvents();
+    }
+};
+
+} // namespace
+
+// A click on the display steps TIME, TRK −, TOT − and back, each showing what the bar's rules give,
+// and the chosen mode outlives the window.
+void TimelineViewTest::timeDisplayCyclesItsModesAndRemembersThem() {
+    auto h = std::make_unique<BarHarness>();
+    QVERIFY(h->bar != nullptr);
+    h->seek(15.0);
+    const auto& positions = h->app->workspace().displayPositions();
+    const double total = static_cast<double>(positions.back().endLBA) / RedBook::framesPerSecond;
+    auto* display = h->app->window().findChild<QWidget*>(QStringLiteral("timeDisplay"));
+    QVERIFY(display != nullptr);
+    QCOMPARE(display->toolTip(), QString::fromUtf8(orvane::TransportBar::timeModeTooltip.data()));
+    using Mode = orvane::TransportBar::TimeMode;
+    for (const Mode mode : {Mode::elapsed, Mode::trackRemaining, Mode::discRemaining, Mode::elapsed}) {
+        const auto expected = orvane::TransportBar::timeDisplay(mode, 15.0, total, positions);
+        QCOMPARE(h->text("timeLegend"), QString::fromStdString(expected.legend));
+        QCOMPARE(h->text("timeText"), QString::fromStdString(expected.time));
+        QCOMPARE(h->text("trackText"), QStringLiteral("02"));
+        QTest::mouseClick(display, Qt::LeftButton);
+    }
+    // Track remaining: the second track ends at 20 s plus its 2 s gap before the third.
+    QCOMPARE(h->text("timeLegend"), QStringLiteral("TRK −"));
+    QVERIFY(h->text("timeText") != QStringLiteral("00:15:00"));
+
+    // The mode is a stored setting: a new window opens on it.
+    QCOMPARE(h->bar->timeMode(), Mode::trackRemaining);
+    h->app.reset();
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp reopened(options);
+    auto* bar = dynamic_cast<app::TransportBar*>(
+        reopened.window().findChild<QWidget*>(QStringLiteral("transportBar")));
+    QVERIFY(bar != nullptr);
+    QCOMPARE(bar->timeMode(), Mode::trackRemaining);
+}
+
+// The pin key sets and clears the locked play start and the display marks it; the outer keys'
+// tooltips and the display's marks follow the stored pre-roll.
+void TimelineViewTest::pinAndPrerollShowOnTheKeysAndTheDisplay() {
+    BarHarness h;
+    QVERIFY(h.bar != nullptr);
+    h.seek(5.0);
+    auto* pin = h.app->window().findChild<QPushButton*>(QStringLiteral("pinButton"));
+    auto* previous = h.app->window().findChild<QPushButton*>(QStringLiteral("previousButton"));
+    auto* next = h.app->window().findChild<QPushButton*>(QStringLiteral("nextButton"));
+    QVERIFY(pin && previous && next);
+    QCOMPARE(pin->toolTip(), QString::fromUtf8(orvane::TransportBar::pinTooltip.data()));
+    QVERIFY(!h.text("transportMarks").contains(QStringLiteral("PIN")));
+    pin->click();
+    QCoreApplication::processEvents();
+    QVERIFY(h.app->workspace().lockedPlayStartSample().has_value());
+    QVERIFY(pin->isChecked());
+    QVERIFY(h.text("transportMarks").contains(QStringLiteral("PIN")));
+    pin->click();
+    QCoreApplication::processEvents();
+    QVERIFY(!h.app->workspace().lockedPlayStartSample().has_value());
+    QVERIFY(!h.text("transportMarks").contains(QStringLiteral("PIN")));
+
+    QCOMPARE(previous->toolTip(), QString::fromStdString(orvane::TransportBar::previousTooltip(0.0)));
+    QVERIFY(h.app->workspace().setPrerollSeconds(3.0));
+    // A fresh window reads the stored pre-roll into both keys and the display.
+    h.app.reset();
+    AppOptions options;
+    options.offlineAudio = true;
+    OrvaneApp reopened(options);
+    auto* reopenedPrevious = reopened.window().findChild<QPushButton*>(QStringLiteral("previousButton"));
+    auto* reopenedNext = reopened.window().findChild<QPushButton*>(QStringLiteral("nextButton"));
+    QVERIFY(reopenedPrevious && reopenedNext);
+    QCOMPARE(reopenedPrevious->toolTip(), QString::fromStdString(orvane::TransportBar::previousTooltip(3.0)));
+    QCOMPARE(reopenedNext->toolTip(), QString::fromStdString(orvane::TransportBar::nextTooltip(3.0)));
+    auto* marks = reopened.window().findChild<QLabel*>(QStringLiteral("transportMarks"));
+    QVERIFY(marks && marks->text().contains(QStringLiteral("3 s")));
 }
 
 int main(int argc, char** argv) {
