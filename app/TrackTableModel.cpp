@@ -377,6 +377,11 @@ QVariant TrackTableModel::data(const QModelIndex& index, int role) const {
     case Qt::TextAlignmentRole:
         return isNumericColumn(column) ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
                                        : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    case Qt::CheckStateRole:
+        if (const auto* track = std::get_if<TrackRow>(&row); track && column == "dither") {
+            return track->track.ditherEnabled ? Qt::Checked : Qt::Unchecked;
+        }
+        return {};
     case Qt::FontRole: {
         if (std::holds_alternative<SideHeaderRow>(row)) {
             QFont bold;
@@ -465,10 +470,23 @@ Qt::ItemFlags TrackTableModel::flags(const QModelIndex& index) const {
     if (cellOpensForEditing(row, columnID(index.column()), workspace_.vinylMode(), vinylGap)) {
         result |= Qt::ItemIsEditable;
     }
+    // The track's dither switch; like the converter it is the track's own only in hybrid mode.
+    if (std::holds_alternative<TrackRow>(row) && columnID(index.column()) == "dither" &&
+        workspace_.srcIsHybrid() && !workspace_.vinylMode()) {
+        result |= Qt::ItemIsUserCheckable;
+    }
     return result;
 }
 
 bool TrackTableModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (role == Qt::CheckStateRole && (flags(index) & Qt::ItemIsUserCheckable)) {
+        const auto* track = std::get_if<TrackRow>(&rows_[static_cast<std::size_t>(index.row())]);
+        if (track == nullptr) {
+            return false;
+        }
+        workspace_.setTrackDither(track->track.id, value.toInt() == Qt::Checked);
+        return true;
+    }
     if (role != Qt::EditRole || !(flags(index) & Qt::ItemIsEditable)) {
         return false;
     }

@@ -142,4 +142,15 @@ void WorkspaceState::updateTrackPreEmphasis(const Uuid& trackID, bool on) {
     playback_->reflectEditDuringPlayback();
 }
 
+void WorkspaceState::setTrackDither(const Uuid& trackID, bool on) {
+    const auto index = project_.indexOfTrack(trackID);
+    if (!index || project_.tracks[*index].ditherEnabled == on) {
+        return;
+    }
+    CDProject edited = project_;
+    edited.tracks[*index].ditherEnabled = on;
+    // Only the delivered render dithers; monitoring and the layout are untouched.
+    setProject(std::move(edited));
+}
+
 } // namespace orvane

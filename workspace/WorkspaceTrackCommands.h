@@ -77,4 +77,6 @@
     void autofillField(std::string_view field, const std::string& value); // tracks 2... take the value
     static bool isValidISRC(std::string_view text);
     void updateTrackPreEmphasis(const Uuid& trackID, bool on); // audible at once, no reload
+    // Whether the master render dithers this track (with the master's type); one undo step.
+    void setTrackDither(const Uuid& trackID, bool on);
 // clang-format on

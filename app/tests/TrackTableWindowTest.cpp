@@ -205,7 +205,7 @@ void TrackTableWindowTest::bulkEditsOnSeveralRowsAreEachOneUndoStep() {
     QVERIFY(!tracks()[1].composer);
 }
 
-void TrackTableWindowTest::srcPopupAndMarkFollowTheTrack() {
+void TrackTableWindowTest::srcAndDitherCellsFollowTheMode() {
     PrivateHome home;
     auto app = startWith(writeProject(home.path(), 1, 2.0));
     QVERIFY(app);
@@ -228,8 +228,23 @@ void TrackTableWindowTest::srcPopupAndMarkFollowTheTrack() {
     QVERIFY(!menu->isEnabled());
     QVERIFY(findAction(*menu, QStringLiteral("Velmont SRC"))->isChecked());
 
+    // So is the dither switch: it shows the track's setting but does not toggle.
+    const int dither = TrackTableModel::section("dither");
+    QCOMPARE(model.index(1, dither).data(Qt::CheckStateRole).toInt(), int(Qt::Checked));
+    QVERIFY(!model.setData(model.index(1, dither), Qt::Unchecked, Qt::CheckStateRole));
+    QVERIFY(app->workspace().project().tracks[1].ditherEnabled);
+
     app->workspace().setMasterHybrid();
     app->driver().runTurn();
+    QVERIFY(model.setData(model.index(1, dither), Qt::Unchecked, Qt::CheckStateRole));
+    app->driver().runTurn();
+    QVERIFY(!app->workspace().project().tracks[1].ditherEnabled);
+    QVERIFY(app->workspace().project().tracks[0].ditherEnabled);
+    QCOMPARE(model.index(1, dither).data(Qt::CheckStateRole).toInt(), int(Qt::Unchecked));
+    app->workspace().undo();
+    app->driver().runTurn();
+    QVERIFY(app->workspace().project().tracks[1].ditherEnabled);
+
     menu = model.buildSRCMenu(1);
     QVERIFY(menu->isEnabled());
     findAction(*menu, QStringLiteral("SoX VHQ"))->trigger();

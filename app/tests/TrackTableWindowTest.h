@@ -10,6 +10,6 @@ class TrackTableWindowTest final : public QObject {
     void draggedRowsMoveAsOneUndoStep();
     void droppedAudioFilesEnterAtTheRow();
     void bulkEditsOnSeveralRowsAreEachOneUndoStep();
-    void srcPopupAndMarkFollowTheTrack();
+    void srcAndDitherCellsFollowTheMode();
     void lpColumnShowsTheSideAndPlace();
 };
