@@ -27,22 +27,6 @@ namespace {
 constexpr int trackCount = 99;
 constexpr double trackSeconds = 79.0 * 60.0 / trackCount - 2.0;
 
-std::filesystem::path writeDisc(const std::filesystem::path& folder) {
-    const auto wav = folder / "tone.wav";
-    testing::writeSineWav(wav, trackSeconds, 440.0);
-    CDProject project;
-    project.albumTitle = "Stall";
-    for (int i = 0; i < trackCount; ++i) {
-        CDTrack track = CDTrack::make("Track " + std::to_string(i + 1), std::nullopt, 150,
-                                      static_cast<std::int64_t>(trackSeconds * 44100.0));
-        track.audioFileURL = FileURL::fromPath(wav);
-        project.tracks.push_back(track);
-    }
-    const auto document = folder / "Stall.ovproj";
-    ProjectStore::save(project, document);
-    return document;
-}
-
 struct Gaps {
     double worstMs = 0.0;
     double p99Ms = 0.0;
@@ -91,7 +75,8 @@ int main(int argc, char** argv) {
     QTemporaryDir home;
     qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
     qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
-    const auto document = writeDisc(home.path().toStdString());
+    const auto document =
+        testing::writeSharedSourceDisc(home.path().toStdString(), trackCount, trackSeconds, 440.0);
 
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);

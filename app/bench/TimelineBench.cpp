@@ -49,25 +49,6 @@ std::vector<float> peaksFor(std::int64_t samples, int seed) {
     return peaks;
 }
 
-// A saved document of 99 tracks with fades, all over one synthesised file.
-std::filesystem::path writeDisc(const std::filesystem::path& folder) {
-    const auto wav = folder / "tone.wav";
-    testing::writeSineWav(wav, trackSeconds, 330.0);
-    CDProject project;
-    project.albumTitle = "Bench";
-    for (int i = 0; i < trackCount; ++i) {
-        CDTrack track = CDTrack::make("Track " + std::to_string(i + 1), std::nullopt, 150,
-                                      static_cast<std::int64_t>(trackSeconds * 44100.0));
-        track.audioFileURL = FileURL::fromPath(wav);
-        track.fadeInSamples = 44100;
-        track.fadeOutSamples = 2 * 44100;
-        project.tracks.push_back(track);
-    }
-    const auto document = folder / "Bench.ovproj";
-    ProjectStore::save(project, document);
-    return document;
-}
-
 // Median milliseconds of `rounds` runs of `body`, after `prepare` before each.
 double medianMs(int rounds, const std::function<void()>& prepare, const std::function<void()>& body) {
     std::vector<double> times;
@@ -137,7 +118,8 @@ int main(int argc, char** argv) {
     QTemporaryDir home;
     qputenv("XDG_CONFIG_HOME", (home.path() + QStringLiteral("/config")).toUtf8());
     qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
-    const auto document = writeDisc(home.path().toStdString());
+    const auto document = testing::writeSharedSourceDisc(home.path().toStdString(), trackCount, trackSeconds,
+                                                         330.0, 44100, 2 * 44100);
 
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);

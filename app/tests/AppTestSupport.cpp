@@ -131,4 +131,24 @@ std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document,
     return app;
 }
 
+std::filesystem::path writeSharedSourceDisc(const std::filesystem::path& folder, int count, double seconds,
+                                            double hz, std::int64_t fadeInSamples,
+                                            std::int64_t fadeOutSamples) {
+    const auto wav = folder / "tone.wav";
+    writeSineWav(wav, seconds, hz);
+    CDProject project;
+    project.albumTitle = "Long Disc";
+    for (int i = 0; i < count; ++i) {
+        CDTrack track = CDTrack::make("Track " + std::to_string(i + 1), std::nullopt, 150,
+                                      static_cast<std::int64_t>(seconds * 44100.0));
+        track.audioFileURL = FileURL::fromPath(wav);
+        track.fadeInSamples = fadeInSamples;
+        track.fadeOutSamples = fadeOutSamples;
+        project.tracks.push_back(track);
+    }
+    const auto document = folder / "Long Disc.ovproj";
+    ProjectStore::save(project, document);
+    return document;
+}
+
 } // namespace orvane::app::testing

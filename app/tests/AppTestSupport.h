@@ -3,10 +3,14 @@
 // documents and a hand on the next modal message box. Tests only.
 
 #include "app/OrvaneApp.h"
+#include "app/Theme.h"
 #include "model/CDProject.h"
 
+#include <QApplication>
 #include <QString>
 #include <QTemporaryDir>
+#include <QTest>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 
@@ -40,6 +44,12 @@ AppOptions headless(std::shared_ptr<MainLoopClock> clock = nullptr);
 std::unique_ptr<OrvaneApp> startWith(const std::filesystem::path& document,
                                      std::shared_ptr<MainLoopClock> clock = nullptr);
 
+// A saved document of `count` tracks of `seconds` each (2 s gaps), all over one synthesised sine file
+// at `hz`, each track with the given fades: a long disc without a file per track.
+std::filesystem::path writeSharedSourceDisc(const std::filesystem::path& folder, int count, double seconds,
+                                            double hz, std::int64_t fadeInSamples = 0,
+                                            std::int64_t fadeOutSamples = 0);
+
 // What a message box said and the button pressed on it.
 struct SeenAlert {
     QString title;
@@ -50,5 +60,18 @@ struct SeenAlert {
 
 // Presses the button with this text on the next message box that appears; polls until it does.
 std::shared_ptr<SeenAlert> answerNextAlert(const QString& button);
+
+// The main of a window-test program: the offscreen platform unless one is named, the dark theme,
+// and no quit when a test closes the last window.
+template <typename Test> int runWindowTests(int argc, char** argv) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    Theme::apply(application);
+    Test test;
+    return QTest::qExec(&test, argc, argv);
+}
 
 } // namespace orvane::app::testing

@@ -544,12 +544,5 @@ void DeliveryCommandsTest::cancelLeavesNoOutput() {
 }
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    Theme::apply(application);
-    DeliveryCommandsTest test;
-    return QTest::qExec(&test, argc, argv);
+    return runWindowTests<DeliveryCommandsTest>(argc, argv);
 }

@@ -678,12 +678,5 @@ void TimelineViewTest::pinAndPrerollShowOnTheKeysAndTheDisplay() {
 }
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    Theme::apply(application);
-    TimelineViewTest test;
-    return QTest::qExec(&test, argc, argv);
+    return runWindowTests<TimelineViewTest>(argc, argv);
 }

@@ -284,12 +284,5 @@ void TrackTableWindowTest::lpColumnShowsTheSideAndPlace() {
 }
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    Theme::apply(application);
-    TrackTableWindowTest test;
-    return QTest::qExec(&test, argc, argv);
+    return runWindowTests<TrackTableWindowTest>(argc, argv);
 }
